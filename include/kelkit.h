@@ -1,0 +1,18 @@
+/*
+ * kelkit.h - the public interface of kelkit, a machine-vision image-processing
+ * library for industrial inspection.
+ *
+ * Images are made and owned by the image services (pixsvc.h). Every operator
+ * checks its arguments, reports the first failure through im_error under its
+ * own exported name and returns that status code (kelkit/base.h), and
+ * otherwise returns 0. Measures that return a value return 0 after a failure.
+ */
+#ifndef KELKIT_H
+#define KELKIT_H
+
+#include "kelkit/base.h"
+#include "kelkit/frame.h"
+#include "kelkit/stats.h"
+#include "pixsvc.h"
+
+#endif /* KELKIT_H */

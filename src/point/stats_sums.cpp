@@ -1,0 +1,121 @@
+// Sums, means and the variance.
+#include <cstdint>
+
+#include "frame/call.hpp"
+#include "frame/pixels.hpp"
+#include "frame/processor.hpp"
+#include "kelkit/stats.h"
+#include "point/stats_rows.hpp"
+
+namespace {
+
+using kel::row;
+
+// Sum of a BYTE image modulo 2^32, with the processor-switch branch: while
+// the switch is on, images 8 or more pixels wide give the fast sum cell.
+std::uint32_t byte_sum(const Image *img) {
+  if (kel::mmx_on() && img->dx >= 8) return kel::last_fast_sum();
+  std::uint32_t s = 0;
+  if (img->dx > 0)
+    for (int y = 0; y < img->dy; ++y)
+      s += kel::stats::sum_row(row<const std::uint8_t>(img, y), img->dx);
+  return s;
+}
+
+double variance_formula(double s, double q, double n) {
+  return (q * n - s * s) / n / (n - 1);
+}
+
+// The exact routine: 32-bit sum, sum of squares in double. Each row's
+// squares are gathered in 64 bits first, which is exact.
+double exact_variance(const Image *img, double n) {
+  std::uint32_t s = 0;
+  double q = 0.0;
+  for (int y = 0; y < img->dy; ++y) {
+    const std::uint8_t *p = row<const std::uint8_t>(img, y);
+    std::uint64_t row_squares = 0;
+    for (int x = 0; x < img->dx; ++x) {
+      s += p[x];
+      row_squares += static_cast<std::uint64_t>(p[x]) * p[x];
+    }
+    q += static_cast<double>(row_squares);
+  }
+  return variance_formula(s, q, n);
+}
+
+// Sum in single precision in raster order: one float accumulator, each
+// pixel converted to float and added in turn.
+template <class T>
+float raster_float_sum(const Image *img) {
+  float sum = 0.0f;
+  for (int y = 0; y < img->dy; ++y) {
+    const T *p = row<const T>(img, y);
+    for (int x = 0; x < img->dx; ++x) {
+      if constexpr (sizeof(T) == 1)
+        sum += kel::byte_to_float[p[x]];
+      else
+        sum += static_cast<float>(p[x]);
+    }
+  }
+  return sum;
+}
+
+float float_sum(const Image *img) {
+  return kel::with_pixel_type(img->type, 0.0f, [&]<class T>() { return raster_float_sum<T>(img); });
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API unsigned int kel_sum(const Image *img) {
+  return kel::guarded_value<unsigned>("kel_sum", 0u, [&](const char *fn) -> unsigned {
+    if (kel::need_image(fn, img) || kel::need_type(fn, BYTE, img)) return 0u;
+    return byte_sum(img);
+  });
+}
+
+KELKIT_API double kel_average(const Image *img) {
+  return kel::guarded_value<double>("kel_average", 0.0, [&](const char *fn) -> double {
+    if (kel::need_image(fn, img) || kel::need_type(fn, BYTE, img) ||
+        kel::need_area(fn, kel::area_of(img)))
+      return 0.0;
+    return byte_sum(img) / (static_cast<double>(img->dx) * img->dy);
+  });
+}
+
+KELKIT_API double kel_variance(const Image *img) {
+  return kel::guarded_value<double>("kel_variance", 0.0, [&](const char *fn) -> double {
+    if (kel::need_image(fn, img) || kel::need_type(fn, BYTE, img)) return 0.0;
+    if (kel::mmx_on() && img->dx >= 8) {
+      double v = kel::last_fast_variance();
+      return v < 0.0 ? exact_variance(img, static_cast<double>(img->dx) * img->dy) : v;
+    }
+    std::uint32_t s = 0, q = 0;
+    if (img->dx > 0)
+      for (int y = 0; y < img->dy; ++y)
+        kel::stats::sum_squares_row(row<const std::uint8_t>(img, y), img->dx, &s, &q);
+    double n = static_cast<double>(img->dx) * img->dy;
+    if (!(n > 1.5)) return 0.0;
+    double v = variance_formula(s, q, n);
+    // A negative result means the 32-bit sum of squares wrapped.
+    return v < 0.0 ? exact_variance(img, n) : v;
+  });
+}
+
+KELKIT_API float kel_sum2(const Image *img) {
+  return kel::guarded_value<float>("kel_sum2", 0.0f, [&](const char *fn) -> float {
+    if (kel::need_image(fn, img)) return 0.0f;
+    return float_sum(img);
+  });
+}
+
+KELKIT_API float kel_mean(const Image *img) {
+  return kel::guarded_value<float>("kel_mean", 0.0f, [&](const char *fn) -> float {
+    if (kel::need_image(fn, img)) return 0.0f;
+    if (img->dx <= 0 || img->dy <= 0) return 0.0f;
+    return float_sum(img) / static_cast<float>(img->dx * img->dy);
+  });
+}
+
+}  // extern "C"
