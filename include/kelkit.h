@@ -12,6 +12,8 @@
 
 #include "kelkit/base.h"
 #include "kelkit/frame.h"
+#include "kelkit/list.h"
+#include "kelkit/pixel.h"
 #include "kelkit/stats.h"
 #include "pixsvc.h"
 
