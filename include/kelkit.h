@@ -10,21 +10,12 @@
 #ifndef KELKIT_H
 #define KELKIT_H
 
-#include "kelkit/arith.h"
-#include "kelkit/average.h"
 #include "kelkit/base.h"
-#include "kelkit/blob.h"
-#include "kelkit/convert.h"
-#include "kelkit/edge.h"
 #include "kelkit/filter.h"
-#include "kelkit/fft.h"
 #include "kelkit/frame.h"
-#include "kelkit/geometry.h"
 #include "kelkit/list.h"
 #include "kelkit/pixel.h"
-#include "kelkit/random.h"
 #include "kelkit/stats.h"
-#include "kelkit/threshold.h"
 #include "pixsvc.h"
 
 #endif /* KELKIT_H */
