@@ -89,6 +89,38 @@ KELKIT_API float kel_mean(const Image *img);
 KELKIT_API int kel_multi_count(const Image *img, int k, unsigned int *counts,
                                const unsigned char *low, const unsigned char *high);
 
+/* Sample variance (divisor n - 1) of a BYTE, WORD or FLOAT image, computed
+ * exactly for BYTE and WORD (64-bit integer sums) and with a two-pass double
+ * sum for FLOAT; 0.0 for fewer than two pixels. Not affected by the processor
+ * switch. Other pixel types report 6 and return 0.0. */
+KELKIT_API double kel_variance2(const Image *img);
+
+/* Histogram of integer values low .. high: hist[i] counts the pixels of value
+ * low + i (a FLOAT pixel v counts in the bin of floor(v)). BYTE, WORD or
+ * FLOAT (6 otherwise). The `size` bins of hist are zeroed first. When the
+ * range holds more bins than `size`, the first `size` bins are filled, the
+ * warning "Truncating histogram" (code 17) is reported and 17 is returned.
+ * Returns 1 null image, 10 null hist, size < 1 or high < low. */
+KELKIT_API int kel_histogram(const Image *img, unsigned int *hist, int size, int low, int high);
+
+/* Extremes of row y of a BYTE, WORD or FLOAT image: *min/*max receive the
+ * values and *xmin/*xmax their first columns (any of the four may be null).
+ * Returns 1 null image, 10 y outside the image, 17 empty row, 6 bad type. */
+KELKIT_API int kel_line_minmax(const Image *img, int y, float *min, int *xmin, float *max,
+                               int *xmax);
+
+/* Histogram equalisation of a BYTE image into a BYTE destination over their
+ * common area: each level v maps to
+ *   round((cdf(v) - cdf_min) * 255 / (n - cdf_min)),
+ * where cdf is the cumulative histogram of the source's common area and
+ * cdf_min its first non-zero value. A constant image is copied unchanged.
+ * In-place use is allowed. Returns 1 null image, 17 empty area, 13 not
+ * BYTE. */
+KELKIT_API int kel_histogram_equalize(const Image *src, Image *dst);
+
+/* kel_histogram_equalize of an image onto itself. */
+KELKIT_API int kel_equalize(Image *img);
+
 #ifdef __cplusplus
 }
 #endif

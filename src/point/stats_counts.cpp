@@ -14,14 +14,14 @@ using kel::row;
 template <class T>
 std::uint32_t count_nonzero(const Image *img) {
   std::uint32_t c = 0;
-  if (img->dx < 1) return 0;
-  for (int y = 0; y < img->dy; ++y) {
-    const T *p = row<const T>(img, y);
-    if constexpr (sizeof(T) == 1) {
-      c += kel::stats::count_nz_row(p, img->dx);
-    } else {
-      // A FLOAT pixel counts unless it compares equal to 0.0: -0.0 does not
-      // count, NaN does.
+  if constexpr (sizeof(T) == 1) {
+    kel::stats::for_each_span(
+        img, [&](const std::uint8_t *p, int n) { c += kel::stats::count_nz_row(p, n); });
+  } else {
+    // A FLOAT pixel counts unless it compares equal to 0.0: -0.0 does not
+    // count, NaN does.
+    for (int y = 0; y < img->dy; ++y) {
+      const T *p = row<const T>(img, y);
       for (int x = 0; x < img->dx; ++x)
         c += !(p[x] == T{0});
     }

@@ -26,20 +26,21 @@ std::uint8_t byte_extreme(const Image *img, int *px, int *py) {
   std::uint8_t best = first_pixel<std::uint8_t>(img);
   int bx = 0, by = 0;
   const std::uint8_t bound = Max ? 255 : 0;
-  if (img->dx > 0) {
-    for (int y = 0; y < img->dy && best != bound; ++y) {
-      const std::uint8_t *p = row<const std::uint8_t>(img, y);
-      std::uint8_t m = Max ? kel::stats::max_row(p, img->dx) : kel::stats::min_row(p, img->dx);
+  int y = 0;  // row of the current span's first pixel
+  kel::stats::for_each_span(img, [&](const std::uint8_t *p, int n) {
+    if (best != bound) {
+      std::uint8_t m = Max ? kel::stats::max_row(p, n) : kel::stats::min_row(p, n);
       if (Max ? m > best : m < best) {
-        int x = 0;
-        while (p[x] != m)
-          ++x;
+        int i = 0;
+        while (p[i] != m)
+          ++i;
         best = m;
-        bx = x;
-        by = y;
+        bx = i % img->dx;
+        by = y + i / img->dx;
       }
     }
-  }
+    y += n / img->dx;
+  });
   *px = bx;
   *py = by;
   return best;
@@ -140,15 +141,12 @@ KELKIT_API unsigned int kel_range(const Image *img, unsigned char *min, unsigned
     }
     std::uint8_t lo = first_pixel<std::uint8_t>(img), hi = lo;
     std::uint32_t sum = 0;
-    if (img->dx > 0) {
-      for (int y = 0; y < img->dy; ++y) {
-        const std::uint8_t *p = row<const std::uint8_t>(img, y);
-        std::uint8_t a = kel::stats::min_row(p, img->dx), b = kel::stats::max_row(p, img->dx);
-        if (a < lo) lo = a;
-        if (b > hi) hi = b;
-        sum += kel::stats::sum_row(p, img->dx);
-      }
-    }
+    kel::stats::for_each_span(img, [&](const std::uint8_t *p, int n) {
+      std::uint8_t a = kel::stats::min_row(p, n), b = kel::stats::max_row(p, n);
+      if (a < lo) lo = a;
+      if (b > hi) hi = b;
+      sum += kel::stats::sum_row(p, n);
+    });
     *min = lo;
     *max = hi;
     return sum;

@@ -1,4 +1,5 @@
 // Sums, means and the variance.
+#include <algorithm>
 #include <cstdint>
 
 #include "frame/call.hpp"
@@ -26,21 +27,20 @@ double variance_formula(double s, double q, double n) {
   return (q * n - s * s) / n / (n - 1);
 }
 
-// The exact routine: 32-bit sum, sum of squares in double. Each row's
-// squares are gathered in 64 bits first, which is exact.
+// The exact routine: 32-bit sum, sum of squares in double. The squares are
+// gathered by the row kernel in chunks of 16384 pixels, whose sum of squares
+// (at most 16384 * 255^2) cannot wrap, so every chunk is exact.
 double exact_variance(const Image *img, double n) {
   std::uint32_t s = 0;
-  double q = 0.0;
-  for (int y = 0; y < img->dy; ++y) {
-    const std::uint8_t *p = row<const std::uint8_t>(img, y);
-    std::uint64_t row_squares = 0;
-    for (int x = 0; x < img->dx; ++x) {
-      s += p[x];
-      row_squares += static_cast<std::uint64_t>(p[x]) * p[x];
+  std::uint64_t q = 0;
+  kel::stats::for_each_span(img, [&](const std::uint8_t *p, int count) {
+    for (int start = 0; start < count; start += 16384) {
+      std::uint32_t chunk_squares = 0;
+      kel::stats::sum_squares_row(p + start, std::min(count - start, 16384), &s, &chunk_squares);
+      q += chunk_squares;
     }
-    q += static_cast<double>(row_squares);
-  }
-  return variance_formula(s, q, n);
+  });
+  return variance_formula(s, static_cast<double>(q), n);
 }
 
 // Sum in single precision in raster order: one float accumulator, each
@@ -92,9 +92,8 @@ KELKIT_API double kel_variance(const Image *img) {
       return v < 0.0 ? exact_variance(img, static_cast<double>(img->dx) * img->dy) : v;
     }
     std::uint32_t s = 0, q = 0;
-    if (img->dx > 0)
-      for (int y = 0; y < img->dy; ++y)
-        kel::stats::sum_squares_row(row<const std::uint8_t>(img, y), img->dx, &s, &q);
+    kel::stats::for_each_span(
+        img, [&](const std::uint8_t *p, int n) { kel::stats::sum_squares_row(p, n, &s, &q); });
     double n = static_cast<double>(img->dx) * img->dy;
     if (!(n > 1.5)) return 0.0;
     double v = variance_formula(s, q, n);

@@ -301,3 +301,94 @@ TEST_F(Stats, FailureReports) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Stats, GeneralVarianceIsExact) {
+  // WORD: values 0 and 65535 alternate over 3001 x 1001 pixels; the exact
+  // sample variance follows from the counts.
+  kt::TestImage w = kt::image(WORD, 3001, 1001);
+  std::uint64_t high = 0;
+  for (int y = 0; y < 1001; ++y)
+    for (int x = 0; x < 3001; ++x)
+      if ((x + y) % 2) {
+        kt::set(w, x, y, 65535);
+        ++high;
+      }
+  double n = 3001.0 * 1001, s = 65535.0 * high, q = 65535.0 * 65535.0 * high;
+  EXPECT_NEAR(kel_variance2(w), (q - s * s / n) / (n - 1), 1e-6);
+  kt::TestImage b = kt::view(BYTE, 3, 2, {1, 2, 3, 4, 5, 6});
+  EXPECT_DOUBLE_EQ(kel_variance2(b), 3.5);
+  kt::TestImage f = kt::image(FLOAT, 4, 1, {-1.5, 0.5, 2.5, 4.5});
+  EXPECT_DOUBLE_EQ(kel_variance2(f), 20.0 / 3.0);
+  kt::TestImage one = kt::image(FLOAT, 1, 1, {3});
+  EXPECT_EQ(kel_variance2(one), 0.0);
+  Image fake = *one.get();
+  fake.type = 3;
+  kt::clear_report();
+  EXPECT_EQ(kel_variance2(&fake), 0.0);
+  EXPECT_REPORT("kel_variance2", 6);
+}
+
+TEST_F(Stats, RangedHistogramAndTruncation) {
+  kt::TestImage w = kt::view(WORD, 4, 2, {1000, 1001, 1001, 1003, 999, 2000, 1002, 1001});
+  unsigned hist[4] = {9, 9, 9, 9};
+  ASSERT_EQ(kel_histogram(w, hist, 4, 1000, 1003), 0);
+  EXPECT_EQ(hist[0], 1u);
+  EXPECT_EQ(hist[1], 3u);
+  EXPECT_EQ(hist[2], 1u);
+  EXPECT_EQ(hist[3], 1u);
+  // The range holds 5 bins but the array only 4: filled, warned, 17.
+  kt::clear_report();
+  EXPECT_EQ(kel_histogram(w, hist, 4, 999, 1003), 17);
+  EXPECT_REPORT("kel_histogram", 17);
+  EXPECT_TRUE(im_last_is_warning());
+  EXPECT_STREQ(im_last_message(), "Truncating histogram");
+  EXPECT_EQ(hist[0], 1u);  // 999
+  EXPECT_EQ(hist[2], 3u);  // 1001
+  kt::TestImage f = kt::image(FLOAT, 3, 1, {-0.5, 0.25, 1.75});
+  unsigned fh[3];
+  ASSERT_EQ(kel_histogram(f, fh, 3, -1, 1), 0);
+  EXPECT_EQ(fh[0], 1u);  // floor(-0.5) = -1
+  EXPECT_EQ(fh[1], 1u);
+  EXPECT_EQ(fh[2], 1u);
+  kt::clear_report();
+  EXPECT_EQ(kel_histogram(w, hist, 4, 5, 4), 10);
+  EXPECT_REPORT("kel_histogram", 10);
+  EXPECT_EQ(kel_histogram(w, nullptr, 4, 0, 3), 10);
+  EXPECT_EQ(kel_histogram(nullptr, hist, 4, 0, 3), 1);
+  EXPECT_REPORT("kel_histogram", 1);
+}
+
+TEST_F(Stats, LineMinmaxAndEqualize) {
+  kt::TestImage f = kt::view(FLOAT, 4, 2, {1, 2, 3, 4, 7, -2, 7, -2});
+  float lo, hi;
+  int xl, xh;
+  ASSERT_EQ(kel_line_minmax(f, 1, &lo, &xl, &hi, &xh), 0);
+  EXPECT_EQ(lo, -2.0f);
+  EXPECT_EQ(xl, 1);
+  EXPECT_EQ(hi, 7.0f);
+  EXPECT_EQ(xh, 0);
+  kt::clear_report();
+  EXPECT_EQ(kel_line_minmax(f, 2, &lo, &xl, &hi, &xh), 10);
+  EXPECT_REPORT("kel_line_minmax", 10);
+
+  // Four levels, equally frequent: cdf 2, 4, 6, 8 of 8; cdf_min 2.
+  kt::TestImage b = kt::view(BYTE, 4, 2, {10, 20, 30, 40, 40, 30, 20, 10});
+  kt::TestImage out = kt::image(BYTE, 5, 2);
+  kt::set(out, 4, 0, 99);
+  ASSERT_EQ(kel_histogram_equalize(b, out), 0);
+  EXPECT_EQ(kt::pixels(out), (std::vector<double>{0, 85, 170, 255, 99, 255, 170, 85, 0, 0}));
+  ASSERT_EQ(kel_equalize(b), 0);  // in place
+  EXPECT_EQ(kt::pixels(b), (std::vector<double>{0, 85, 170, 255, 255, 170, 85, 0}));
+  EXPECT_TRUE(kt::margin_intact(b));
+  kt::TestImage flat = kt::image(BYTE, 3, 3, std::vector<double>(9, 42));
+  ASSERT_EQ(kel_equalize(flat), 0);
+  EXPECT_EQ(kt::get(flat, 1, 1), 42);
+  kt::clear_report();
+  kt::TestImage w = kt::image(WORD, 3, 3);
+  EXPECT_EQ(kel_histogram_equalize(b, w), 13);
+  EXPECT_REPORT("kel_histogram_equalize", 13);
+}
+
+}  // namespace
