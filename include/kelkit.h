@@ -10,11 +10,14 @@
 #ifndef KELKIT_H
 #define KELKIT_H
 
+#include "kelkit/average.h"
 #include "kelkit/base.h"
+#include "kelkit/fft.h"
 #include "kelkit/filter.h"
 #include "kelkit/frame.h"
 #include "kelkit/list.h"
 #include "kelkit/pixel.h"
+#include "kelkit/random.h"
 #include "kelkit/stats.h"
 #include "pixsvc.h"
 

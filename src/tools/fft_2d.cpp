@@ -1,0 +1,137 @@
+// The 2-D transform of a real/imaginary FLOAT image pair: every row, then
+// every column, each a line transform.
+//
+// Rows and columns are worked on in blocks of up to 16 lines, copied into an
+// interleaved work buffer in bit-reversed order, transformed together and
+// copied back. A block of columns is 16 adjacent floats of every row, so the
+// column pass reads whole cache lines instead of one float per row.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "frame/call.hpp"
+#include "frame/pixels.hpp"
+#include "kelkit/fft.h"
+#include "tools/fft_lines.hpp"
+
+namespace {
+
+using kel::row;
+using kel::tools::LinePlan;
+
+// Lines per block: the line count is a power of two, so blocks tile it.
+int block_for(int lines) {
+  return std::min(lines, kel::tools::kMaxBlock);
+}
+
+// Rows y0 .. y0 + B - 1 of both images into the work buffer, element i of
+// row b at [i * B + b], in bit-reversed order.
+template <int B>
+void row_block(Image *re, Image *im, int y0, const LinePlan &plan, float *wr, float *wi) {
+  const int n = plan.n;
+  const float *sr[B], *si[B];
+  for (int b = 0; b < B; ++b) {
+    sr[b] = row<const float>(re, y0 + b);
+    si[b] = row<const float>(im, y0 + b);
+  }
+  for (int i = 0; i < n; ++i) {
+    const std::uint32_t from = plan.rev[i];
+    for (int b = 0; b < B; ++b) {
+      wr[i * B + b] = sr[b][from];
+      wi[i * B + b] = si[b][from];
+    }
+  }
+  kel::tools::run_stages(wr, wi, B, plan);
+  for (int b = 0; b < B; ++b) {
+    float *dr = row<float>(re, y0 + b), *di = row<float>(im, y0 + b);
+    for (int i = 0; i < n; ++i) {
+      dr[i] = wr[i * B + b];
+      di[i] = wi[i * B + b];
+    }
+  }
+}
+
+// Columns x0 .. x0 + B - 1 likewise: element i of column b is pixel
+// (x0 + b, i), and row i of the image lands in buffer row rev[i] (the
+// bit-reversal permutation is its own inverse).
+template <int B>
+void column_block(Image *re, Image *im, int x0, const LinePlan &plan, float *wr, float *wi) {
+  const int n = plan.n;
+  for (int i = 0; i < n; ++i) {
+    const std::size_t to = static_cast<std::size_t>(plan.rev[i]) * B;
+    std::memcpy(wr + to, row<const float>(re, i) + x0, B * sizeof(float));
+    std::memcpy(wi + to, row<const float>(im, i) + x0, B * sizeof(float));
+  }
+  kel::tools::run_stages(wr, wi, B, plan);
+  for (int i = 0; i < n; ++i) {
+    std::memcpy(row<float>(re, i) + x0, wr + static_cast<std::size_t>(i) * B, B * sizeof(float));
+    std::memcpy(row<float>(im, i) + x0, wi + static_cast<std::size_t>(i) * B, B * sizeof(float));
+  }
+}
+
+template <class F>
+void with_block(int block, F &&f) {
+  switch (block) {
+    case 1:
+      return f.template operator()<1>();
+    case 2:
+      return f.template operator()<2>();
+    case 4:
+      return f.template operator()<4>();
+    case 8:
+      return f.template operator()<8>();
+    default:
+      return f.template operator()<kel::tools::kMaxBlock>();
+  }
+}
+
+int check(const char *fn, const Image *re, const Image *im, const kel_fft_coeff *coeff) {
+  if (int e = kel::need_pointer(fn, coeff, "Coeff struct == NULL")) return e;
+  if (int e = kel::need_images(fn, re, im)) return e;
+  if (re->type != FLOAT || im->type != FLOAT) return kel::fail(fn, KEL_ERR_NEED_TYPE);
+  if (re->dx != im->dx || re->dy != im->dy)
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Real and imaginary Images must be same size");
+  if (re->dx != coeff->nSizeX || re->dy != coeff->nSizeY)
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Image size doesn't match Coeff. size");
+  return KEL_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API int kel_fft_2d(Image *re, Image *im, const kel_fft_coeff *coeff) {
+  return kel::guarded("kel_fft_2d", [&](const char *fn) -> int {
+    if (int e = check(fn, re, im, coeff)) return e;
+    const int nx = re->dx, ny = re->dy;
+    if (nx < 1 || ny < 1) return KEL_OK;  // only an altered record gets here
+    const LinePlan px = kel::tools::make_plan(nx, coeff->nLog2X, coeff->afCosX, coeff->afSinX);
+    const LinePlan py = kel::tools::make_plan(ny, coeff->nLog2Y, coeff->afCosY, coeff->afSinY);
+    const int row_lines = block_for(ny), column_lines = block_for(nx);
+    std::vector<float> work(2 * std::max(static_cast<std::size_t>(nx) * row_lines,
+                                         static_cast<std::size_t>(ny) * column_lines));
+    float *wr = work.data(), *wi = wr + work.size() / 2;
+
+    // A record that asks for more stages than fit stops in the first line.
+    if (px.overrun) {
+      kel::tools::transform_line(row<float>(re, 0), 1, row<float>(im, 0), 1, px, wr);
+      return kel::fail(fn, kel::tools::kPairOverrun, "Horizontal pass");
+    }
+    with_block(row_lines, [&]<int B>() {
+      for (int y0 = 0; y0 < ny; y0 += B)
+        row_block<B>(re, im, y0, px, wr, wi);
+    });
+    if (py.overrun) {
+      kel::tools::transform_line(row<float>(re, 0), kel::pitch(re), row<float>(im, 0),
+                                 kel::pitch(im), py, wr);
+      return kel::fail(fn, kel::tools::kPairOverrun, "Vertical pass");
+    }
+    with_block(column_lines, [&]<int B>() {
+      for (int x0 = 0; x0 < nx; x0 += B)
+        column_block<B>(re, im, x0, py, wr, wi);
+    });
+    return KEL_OK;
+  });
+}
+
+}  // extern "C"
