@@ -12,6 +12,7 @@
 
 #include "kelkit/average.h"
 #include "kelkit/base.h"
+#include "kelkit/blob.h"
 #include "kelkit/fft.h"
 #include "kelkit/filter.h"
 #include "kelkit/frame.h"

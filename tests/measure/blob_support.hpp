@@ -1,0 +1,75 @@
+// Helpers of the blob tests: images drawn as text, and records that free
+// themselves.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kelkit.h"
+#include "support/test_images.hpp"
+
+namespace kt::blob {
+
+// A BYTE image, or a view at (3, 2) of a larger master, from rows of text:
+// '#' is an object pixel, '.' background, any other character its own code
+// (for planting a stray value). `object` is 255 (white blobs) or 0.
+inline TestImage art(const std::vector<std::string> &rows, bool as_view = false,
+                     std::uint8_t object = 255) {
+  const int dy = static_cast<int>(rows.size());
+  const int dx = dy ? static_cast<int>(rows[0].size()) : 0;
+  TestImage img = as_view ? view(BYTE, dx, dy) : image(BYTE, dx, dy);
+  for (int y = 0; y < dy; ++y)
+    for (int x = 0; x < dx; ++x) {
+      char c = rows[y][x];
+      set(img, x, y, c == '#' ? object : c == '.' ? 255 - object : static_cast<unsigned char>(c));
+    }
+  return img;
+}
+
+struct ParamsDeleter {
+  void operator()(BlobParams *p) const { kel_blob_delete_params(p); }
+};
+struct ResultsDeleter {
+  void operator()(BlobResults *r) const { kel_blob_delete_results(r); }
+};
+struct PerimsDeleter {
+  void operator()(PerimeterResults *r) const { kel_blob_perimeter_delete_results(r); }
+};
+struct SetDeleter {
+  void operator()(PerimeterPointSet *s) const { kel_delete_perim_struct(s); }
+};
+using Params = std::unique_ptr<BlobParams, ParamsDeleter>;
+using Results = std::unique_ptr<BlobResults, ResultsDeleter>;
+using Perims = std::unique_ptr<PerimeterResults, PerimsDeleter>;
+using Set = std::unique_ptr<PerimeterPointSet, SetDeleter>;
+
+// Parameters for white blobs with the given connectivity.
+inline Params white_params(unsigned connected = 8) {
+  unsigned status = 99;
+  Params p(kel_blob_create_params(&status));
+  EXPECT_EQ(status, 0u);
+  kel_blob_set_blob_color(p.get(), 255);
+  kel_blob_set_connected(p.get(), connected);
+  return p;
+}
+
+inline Results results(unsigned slots = 16, unsigned growable = 1) {
+  unsigned status = 99;
+  Results r(kel_blob_create_results(slots, growable, &status));
+  EXPECT_EQ(status, 0u);
+  return r;
+}
+
+// The points of a set as (x, y) pairs.
+inline std::vector<std::pair<int, int>> points(const PerimeterPointSet *s) {
+  std::vector<std::pair<int, int>> v;
+  for (unsigned i = 0; i < s->count; ++i)
+    v.emplace_back(s->x[i], s->y[i]);
+  return v;
+}
+
+}  // namespace kt::blob
