@@ -20,6 +20,7 @@
 #include "kelkit/list.h"
 #include "kelkit/pixel.h"
 #include "kelkit/random.h"
+#include "kelkit/search.h"
 #include "kelkit/stats.h"
 #include "pixsvc.h"
 
