@@ -14,6 +14,7 @@
 #include "kelkit/average.h"
 #include "kelkit/base.h"
 #include "kelkit/blob.h"
+#include "kelkit/convert.h"
 #include "kelkit/fft.h"
 #include "kelkit/filter.h"
 #include "kelkit/frame.h"
@@ -22,6 +23,7 @@
 #include "kelkit/random.h"
 #include "kelkit/search.h"
 #include "kelkit/stats.h"
+#include "kelkit/threshold.h"
 #include "pixsvc.h"
 
 #endif /* KELKIT_H */

@@ -1,0 +1,101 @@
+// kel_float: in-place conversion of a BYTE or WORD image to FLOAT, which
+// replaces the pixel memory and keeps the master's views consistent.
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "frame/call.hpp"
+#include "frame/pixels.hpp"
+#include "kelkit/convert.h"
+
+namespace {
+
+struct FreeDeleter {
+  void operator()(float *p) const noexcept { std::free(p); }
+};
+using FloatBuffer = std::unique_ptr<float, FreeDeleter>;
+
+// Converts the dx by dy pixels of `img` into `out`, whose rows are
+// `out_pitch` floats apart. A BYTE level v becomes byte_to_float[v], which
+// equals float(v), so the conversion is the plain cast the compiler can
+// vectorise; WORD values convert exactly.
+template <class T>
+void convert_rows(const Image *img, float *out, int out_pitch) {
+  for (int y = 0; y < img->dy; ++y) {
+    const T *p = kel::row<const T>(img, y);
+    float *q = out + static_cast<std::ptrdiff_t>(out_pitch) * y;
+    for (int x = 0; x < img->dx; ++x)
+      q[x] = static_cast<float>(p[x]);
+  }
+}
+
+// Unlinks a view from its master's chain of records.
+void leave_chain(Image *view) {
+  for (Image *p = view->master; p; p = p->next)
+    if (p->next == view) {
+      p->next = view->next;
+      break;
+    }
+  view->next = nullptr;
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API int kel_float(Image *img) {
+  return kel::guarded("kel_float", [&](const char *fn) -> int {
+    if (int e = kel::need_image(fn, img)) return e;
+    if (img->type == FLOAT) return KEL_OK;
+    const bool is_master = img->master == nullptr;
+    if (is_master && img->external)
+      return kel::fail(fn, KEL_ERR_NOT_OWNER, "Image does not own its pixel memory");
+
+    // A master keeps its pitch; a view gets packed rows of its own. At least
+    // one pixel, so that `data` of an empty image stays readable.
+    const int out_pitch = is_master ? kel::pitch(img) : img->dx;
+    std::size_t count = img->dx > 0 && img->dy > 0 ? static_cast<std::size_t>(out_pitch) *
+                                                         static_cast<std::size_t>(img->dy)
+                                                   : 0;
+    FloatBuffer buf(static_cast<float *>(std::malloc((count ? count : 1) * sizeof(float))));
+    if (!buf) return kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
+    switch (img->type) {
+      case BYTE:
+        convert_rows<std::uint8_t>(img, buf.get(), out_pitch);
+        break;
+      case WORD:
+        convert_rows<std::uint16_t>(img, buf.get(), out_pitch);
+        break;
+      default:
+        return kel::fail(fn, KEL_ERR_TYPE, "Image must be BYTE or WORD");
+    }
+
+    float *data = buf.release();
+    if (is_master) {
+      std::free(img->data);
+      img->data = data;
+      img->type = FLOAT;
+      // Every view of this master follows at its own offset.
+      for (Image *v = img->next; v; v = v->next) {
+        if (v->master != img) continue;
+        v->type = FLOAT;
+        v->data = data + (static_cast<std::ptrdiff_t>(v->y0) * out_pitch + v->x0);
+      }
+    } else {
+      // The view becomes a master of its own; its former master keeps its
+      // pixels.
+      leave_chain(img);
+      img->type = FLOAT;
+      img->x0 = img->y0 = 0;
+      img->data = data;
+      img->skip = 0;
+      img->master = nullptr;
+      img->external = 0;
+    }
+    // Rebuild rows (of the master and each view) from the new memory.
+    if (im_update_rows(img) != IM_OK) return kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
+    return KEL_OK;
+  });
+}
+
+}  // extern "C"
