@@ -74,12 +74,14 @@ typedef struct EdgeResults {
  * fewer than 4 pixels from start to the end).
  *
  * Processor switch: while kel_use_mmx() is 1, the forward strongest-edge
- * search does not run and returns 0 with position 0.0; call
- * kel_set_use_mmx(0) to have it compute.
+ * search does not run and returns 0 with position 0.0 (a start fewer than 4
+ * pixels from the end still gives 1.5); call kel_set_use_mmx(0) to have it
+ * compute.
  *
  * Failures (strength 0, *position 0.0): 1 null image, 10 null position,
- * 13 not BYTE, 10 "start out of range" when a search would begin outside the
- * profile (forward from below 0, backward from dx or beyond). */
+ * 13 not BYTE, 17 a profile with no row, 10 "start out of range" when a
+ * search would begin outside the profile (forward from below 0, backward from
+ * dx or beyond). */
 KELKIT_API int kel_edge_find_array(const Image *profile, int start, int direction, int threshold,
                                    double *position);
 
@@ -116,8 +118,9 @@ KELKIT_API int kel_caliper_od_array(const Image *profile, int threshold, double 
  *   rising[], falling[]  room for max_rising and max_falling entries; may be
  *                  null when the corresponding maximum is below 1
  *
- * Returns 0, or 1 null image, 10 null count or array, 13 not BYTE. After a
- * failure both counts are 0 (when their pointers are not null). */
+ * Returns 0, or 1 null image, 10 null count or array, 13 not BYTE, 17 a
+ * profile with no row. After a failure both counts are 0 (when their
+ * pointers are not null). */
 KELKIT_API int kel_edge_count_array(const Image *profile, int step, int threshold, int max_rising,
                                     int max_falling, unsigned int *n_rising,
                                     unsigned int *n_falling, unsigned int *rising,
@@ -141,7 +144,7 @@ KELKIT_API int kel_edge_count_array(const Image *profile, int step, int threshol
  * each stored edge. A profile of 4 pixels or fewer has no edges.
  *
  * Returns 0, or (all reported under "kel_edge_count_array") 1 null image,
- * 10 null count or array, 13 not BYTE, 4 out of memory. */
+ * 10 null count or array, 13 not BYTE, 17 no row, 4 out of memory. */
 KELKIT_API int kel_edge_count_array_float(const Image *profile, int step, int threshold,
                                           int max_rising, int max_falling, unsigned int *n_rising,
                                           unsigned int *n_falling, float *rising, float *falling);
