@@ -39,11 +39,15 @@ TEST(StatsRowKernels, VectorPathsEqualReference) {
 #if defined(__SSE2__)
         ASSERT_EQ(s::sum_row_sse2(p, n), ref);
         ASSERT_EQ(s::count_nz_row_sse2(p, n), s::count_nz_row_ref(p, n));
-        if (n > 0) ASSERT_EQ(s::max_row_sse2(p, n), s::max_row_ref(p, n));
+        if (n > 0) {
+          ASSERT_EQ(s::max_row_sse2(p, n), s::max_row_ref(p, n));
+        }
         if (s::have_avx2()) {
           ASSERT_EQ(s::sum_row_avx2(p, n), ref);
           ASSERT_EQ(s::count_nz_row_avx2(p, n), s::count_nz_row_ref(p, n));
-          if (n > 0) ASSERT_EQ(s::min_row_avx2(p, n), s::min_row_ref(p, n));
+          if (n > 0) {
+            ASSERT_EQ(s::min_row_avx2(p, n), s::min_row_ref(p, n));
+          }
         }
 #endif
         std::uint32_t hist_ref[256] = {}, sub[4][256] = {};
