@@ -175,8 +175,17 @@ PIXSVC_API int im_get_line_from_img(const Image *img, double x0, double y0, doub
 /* Formats by extension (case-insensitive): ".bmp" (read: 8-bit palette and
  * 24-bit, colour read as grey; write: 8-bit grey with palette, BYTE only),
  * ".pgm" (binary P5, 8 and 16 bit) and ".png" (grey, 8 and 16 bit; colour and
- * palette images read as grey). 8-bit files are BYTE images, 16-bit files
- * WORD images. */
+ * palette images read as grey, alpha dropped, depths below 8 expanded). 8-bit
+ * files are BYTE images, 16-bit files WORD images.
+ *   - Colour becomes grey by (77 R + 150 G + 29 B + 128) >> 8 (PNG through the
+ *     PNG library's conversion with the same weights, within 1 of it).
+ *   - PGM samples are kept as stored, not rescaled to the file's maxval.
+ *   - Every header field is checked against the bytes really present before
+ *     pixel memory is allocated; a malformed, truncated or hostile file gives
+ *     IM_ERR_FILE_FORMAT (31) and changes nothing. im_file_get_size reads the
+ *     header only.
+ *   - A file is encoded completely before it is created, so a failed write
+ *     leaves an existing file as it was. */
 
 /* Size and bit depth of a stored image. `flags`, `bits` and `reserved` may be
  * 0 / null. */
