@@ -1,10 +1,11 @@
 // The 2-D transform of a real/imaginary FLOAT image pair: every row, then
 // every column, each a line transform.
 //
-// Rows and columns are worked on in blocks of up to 16 lines, copied into an
-// interleaved work buffer in bit-reversed order, transformed together and
-// copied back. A block of columns is 16 adjacent floats of every row, so the
-// column pass reads whole cache lines instead of one float per row.
+// Rows and columns are worked on in blocks of lines (16 rows, 32 columns),
+// copied into an interleaved work buffer in bit-reversed order, transformed
+// together and copied back. A block of columns is 32 adjacent floats of
+// every row, so the column pass reads whole cache lines instead of one float
+// per row, and the buffer of a block stays in the second-level cache.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -19,13 +20,14 @@ namespace {
 using kel::row;
 using kel::tools::LinePlan;
 
-// Lines per block: the line count is a power of two, so blocks tile it.
-int block_for(int lines) {
-  return std::min(lines, kel::tools::kMaxBlock);
-}
+// Lines per block: 16 rows, or 32 columns (two cache lines of every row).
+// The line counts are powers of two, so blocks tile them.
+constexpr int kRowBlock = 16;
+constexpr int kColumnBlock = 32;
 
-// Rows y0 .. y0 + B - 1 of both images into the work buffer, element i of
-// row b at [i * B + b], in bit-reversed order.
+// Rows y0 .. y0 + B - 1 of both images through the work buffer: element i of
+// row b goes to [rev[i] * B + b] (the bit-reversal permutation is its own
+// inverse), so the stages find element rev[i] at i. Each read follows a row.
 template <int B>
 void row_block(Image *re, Image *im, int y0, const LinePlan &plan, float *wr, float *wi) {
   const int n = plan.n;
@@ -35,25 +37,41 @@ void row_block(Image *re, Image *im, int y0, const LinePlan &plan, float *wr, fl
     si[b] = row<const float>(im, y0 + b);
   }
   for (int i = 0; i < n; ++i) {
-    const std::uint32_t from = plan.rev[i];
-    for (int b = 0; b < B; ++b) {
-      wr[i * B + b] = sr[b][from];
-      wi[i * B + b] = si[b][from];
-    }
+    const std::size_t to = static_cast<std::size_t>(plan.rev[i]) * B;
+    for (int b = 0; b < B; ++b)
+      wr[to + b] = sr[b][i];
+  }
+  for (int i = 0; i < n; ++i) {
+    const std::size_t to = static_cast<std::size_t>(plan.rev[i]) * B;
+    for (int b = 0; b < B; ++b)
+      wi[to + b] = si[b][i];
   }
   kel::tools::run_stages(wr, wi, B, plan);
+  float *dr[B], *di[B];
   for (int b = 0; b < B; ++b) {
-    float *dr = row<float>(re, y0 + b), *di = row<float>(im, y0 + b);
-    for (int i = 0; i < n; ++i) {
-      dr[i] = wr[i * B + b];
-      di[i] = wi[i * B + b];
-    }
+    dr[b] = row<float>(re, y0 + b);
+    di[b] = row<float>(im, y0 + b);
   }
+  // In tiles of 16 elements: the tile's buffer rows stay in the first-level
+  // cache while each image row receives a whole cache line.
+  constexpr int kTile = 16;
+  int i0 = 0;
+  for (; i0 + kTile <= n; i0 += kTile)
+    for (int b = 0; b < B; ++b) {
+      for (int i = i0; i < i0 + kTile; ++i)
+        dr[b][i] = wr[i * B + b];
+      for (int i = i0; i < i0 + kTile; ++i)
+        di[b][i] = wi[i * B + b];
+    }
+  for (int b = 0; b < B; ++b)
+    for (int i = i0; i < n; ++i) {
+      dr[b][i] = wr[i * B + b];
+      di[b][i] = wi[i * B + b];
+    }
 }
 
 // Columns x0 .. x0 + B - 1 likewise: element i of column b is pixel
-// (x0 + b, i), and row i of the image lands in buffer row rev[i] (the
-// bit-reversal permutation is its own inverse).
+// (x0 + b, i), and row i of the image lands in buffer row rev[i].
 template <int B>
 void column_block(Image *re, Image *im, int x0, const LinePlan &plan, float *wr, float *wi) {
   const int n = plan.n;
@@ -80,8 +98,10 @@ void with_block(int block, F &&f) {
       return f.template operator()<4>();
     case 8:
       return f.template operator()<8>();
+    case 16:
+      return f.template operator()<16>();
     default:
-      return f.template operator()<kel::tools::kMaxBlock>();
+      return f.template operator()<32>();
   }
 }
 
@@ -107,7 +127,7 @@ KELKIT_API int kel_fft_2d(Image *re, Image *im, const kel_fft_coeff *coeff) {
     if (nx < 1 || ny < 1) return KEL_OK;  // only an altered record gets here
     const LinePlan px = kel::tools::make_plan(nx, coeff->nLog2X, coeff->afCosX, coeff->afSinX);
     const LinePlan py = kel::tools::make_plan(ny, coeff->nLog2Y, coeff->afCosY, coeff->afSinY);
-    const int row_lines = block_for(ny), column_lines = block_for(nx);
+    const int row_lines = std::min(ny, kRowBlock), column_lines = std::min(nx, kColumnBlock);
     std::vector<float> work(2 * std::max(static_cast<std::size_t>(nx) * row_lines,
                                          static_cast<std::size_t>(ny) * column_lines));
     float *wr = work.data(), *wi = wr + work.size() / 2;

@@ -36,12 +36,19 @@ struct LinePlan {
 // (null when n is 1). Throws std::bad_alloc.
 LinePlan make_plan(int n, int log2, const float *cos_table, const float *sin_table);
 
-// Largest line count per block: 16 floats fill a 64-byte cache line.
-inline constexpr int kMaxBlock = 16;
-
-// Runs every stage of the plan on B lines stored interleaved in re and im
-// (n * B floats each), already in bit-reversed order. B is 1, 2, 4, 8 or 16.
+// Runs every stage of the plan on `lines` lines stored interleaved in re and
+// im (n * lines floats each), already in bit-reversed order. `lines` is 1,
+// 2, 4, 8, 16 or 32. Takes the widest path this processor runs.
 void run_stages(float *re, float *im, int lines, const LinePlan &plan);
+
+// The paths behind run_stages, for tests that compare them: the generic one
+// (any processor) and the AVX2 one (8 lines or more, only where
+// have_avx2_stages() is true; elsewhere it is the generic one).
+void run_stages_generic(float *re, float *im, int lines, int n, int stages, const float *twr,
+                        const float *twi);
+void run_stages_avx2(float *re, float *im, int lines, int n, int stages, const float *twr,
+                     const float *twi);
+bool have_avx2_stages();
 
 // Transforms one line of plan.n elements at re[i * re_stride] and
 // im[i * im_stride] in place, through `work` (2 * plan.n floats). Returns 0,
