@@ -100,14 +100,23 @@ enum class ByteOp {
 };
 
 // d[x] = op(a[x], b[x]) for x < n. d may equal a or b. byte_row_ref is the
-// plain loop; byte_row takes the SSE2 path where available and gives the
-// same bytes.
+// plain loop; byte_row takes the widest vector path this processor runs
+// (AVX2 when it has it, else SSE2, both ending on the shorter path) and
+// gives the same bytes.
 void byte_row_ref(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n);
 void byte_row(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n);
 
 // p[x] = clamp(p[x] + k, 0, 255) for an integer k.
 void byte_add_k_row_ref(std::uint8_t *p, int n, int k);
 void byte_add_k_row(std::uint8_t *p, int n, int k);
+
+#if defined(__SSE2__)
+// The individual vector paths, for the tests that compare them.
+void byte_row_sse2(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n);
+void byte_row_avx2(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n);
+void byte_add_k_row_sse2(std::uint8_t *p, int n, int k);
+void byte_add_k_row_avx2(std::uint8_t *p, int n, int k);
+#endif
 
 // p[x] = table[p[x]].
 void byte_lut_row(std::uint8_t *p, int n, const std::uint8_t *table);

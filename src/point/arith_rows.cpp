@@ -1,31 +1,17 @@
-// BYTE row kernels of the arithmetic and logic operators: the plain loops and
+// BYTE row kernels of the arithmetic and logic operators: the plain loops,
 // the SSE2 paths (part of the x86-64 baseline), which process 16 pixels at a
-// time and finish the row with the plain loop.
+// time and finish the row with the plain loop, and the choice of the widest
+// path (the AVX2 versions live in arith_rows_avx2.cpp).
 #include <algorithm>
 #include <cstdlib>
 
 #include "point/arith_kernels.hpp"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "point/arith_vector.hpp"
+#include "point/stats_rows.hpp"
 
 namespace kel::point {
 
 namespace {
-
-template <ByteOp Op>
-inline std::uint8_t byte_scalar(int a, int b) {
-  if constexpr (Op == ByteOp::add) return static_cast<std::uint8_t>(std::min(255, a + b));
-  if constexpr (Op == ByteOp::sub) return static_cast<std::uint8_t>(std::max(0, a - b));
-  if constexpr (Op == ByteOp::absdiff) return static_cast<std::uint8_t>(std::abs(a - b));
-  if constexpr (Op == ByteOp::max) return static_cast<std::uint8_t>(std::max(a, b));
-  if constexpr (Op == ByteOp::min) return static_cast<std::uint8_t>(std::min(a, b));
-  if constexpr (Op == ByteOp::bit_and) return static_cast<std::uint8_t>(a & b);
-  if constexpr (Op == ByteOp::bit_or) return static_cast<std::uint8_t>(a | b);
-  if constexpr (Op == ByteOp::bit_xor) return static_cast<std::uint8_t>(a ^ b);
-  if constexpr (Op == ByteOp::mean) return static_cast<std::uint8_t>((a + b) >> 1);
-}
 
 template <ByteOp Op>
 void row_ref(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n) {
@@ -35,26 +21,7 @@ void row_ref(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int 
 
 #if defined(__SSE2__)
 template <ByteOp Op>
-inline __m128i byte_vector(__m128i a, __m128i b) {
-  if constexpr (Op == ByteOp::add) return _mm_adds_epu8(a, b);
-  if constexpr (Op == ByteOp::sub) return _mm_subs_epu8(a, b);
-  if constexpr (Op == ByteOp::absdiff)
-    return _mm_or_si128(_mm_subs_epu8(a, b), _mm_subs_epu8(b, a));
-  if constexpr (Op == ByteOp::max) return _mm_max_epu8(a, b);
-  if constexpr (Op == ByteOp::min) return _mm_min_epu8(a, b);
-  if constexpr (Op == ByteOp::bit_and) return _mm_and_si128(a, b);
-  if constexpr (Op == ByteOp::bit_or) return _mm_or_si128(a, b);
-  if constexpr (Op == ByteOp::bit_xor) return _mm_xor_si128(a, b);
-  if constexpr (Op == ByteOp::mean) {
-    // (a + b) >> 1 without overflow: (a & b) + ((a ^ b) >> 1). The 16-bit
-    // shift drags a bit across each byte boundary; the mask removes it.
-    __m128i half = _mm_and_si128(_mm_srli_epi16(_mm_xor_si128(a, b), 1), _mm_set1_epi8(0x7f));
-    return _mm_add_epi8(_mm_and_si128(a, b), half);
-  }
-}
-
-template <ByteOp Op>
-void row_fast(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n) {
+void row_sse2(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n) {
   int x = 0;
   for (; x + 32 <= n; x += 32) {
     __m128i a0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + x));
@@ -71,15 +38,22 @@ void row_fast(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int
   }
   row_ref<Op>(a + x, b + x, d + x, n - x);
 }
-#else
-template <ByteOp Op>
-void row_fast(const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n) {
-  row_ref<Op>(a, b, d, n);
-}
 #endif
 
 using RowFn = void (*)(const std::uint8_t *, const std::uint8_t *, std::uint8_t *, int);
 
+template <ByteOp Op>
+struct RefRow {
+  static constexpr RowFn fn = row_ref<Op>;
+};
+#if defined(__SSE2__)
+template <ByteOp Op>
+struct Sse2Row {
+  static constexpr RowFn fn = row_sse2<Op>;
+};
+#endif
+
+// The kernel for one operation, from the row family Pick.
 template <template <ByteOp> class Pick>
 RowFn pick(ByteOp op) {
   switch (op) {
@@ -105,14 +79,24 @@ RowFn pick(ByteOp op) {
   return Pick<ByteOp::add>::fn;
 }
 
-template <ByteOp Op>
-struct RefRow {
-  static constexpr RowFn fn = row_ref<Op>;
-};
-template <ByteOp Op>
-struct FastRow {
-  static constexpr RowFn fn = row_fast<Op>;
-};
+// The widest path this processor runs.
+void byte_row_best(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d,
+                   int n) {
+#if defined(__SSE2__)
+  if (kel::stats::have_avx2())
+    byte_row_avx2(op, a, b, d, n);
+  else
+    pick<Sse2Row>(op)(a, b, d, n);
+#else
+  pick<RefRow>(op)(a, b, d, n);
+#endif
+}
+
+// True when the image's area rows follow each other without a gap, so the
+// area is one run of bytes.
+bool packed(const Image *img, Area area) {
+  return img->skip == 0 && img->dx == area.dx;
+}
 
 }  // namespace
 
@@ -120,15 +104,27 @@ void byte_row_ref(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::
   pick<RefRow>(op)(a, b, d, n);
 }
 
+#if defined(__SSE2__)
+void byte_row_sse2(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d,
+                   int n) {
+  pick<Sse2Row>(op)(a, b, d, n);
+}
+#endif
+
 void byte_row(ByteOp op, const std::uint8_t *a, const std::uint8_t *b, std::uint8_t *d, int n) {
-  pick<FastRow>(op)(a, b, d, n);
+  byte_row_best(op, a, b, d, n);
 }
 
 void byte_rows(ByteOp op, const Image *a, const Image *b, Image *d, Area area) {
-  RowFn fn = pick<FastRow>(op);
+  const std::int64_t total = std::int64_t(area.dx) * area.dy;
+  if (packed(a, area) && packed(b, area) && packed(d, area) && total <= INT32_MAX) {
+    byte_row_best(op, row<const std::uint8_t>(a, 0), row<const std::uint8_t>(b, 0),
+                  row<std::uint8_t>(d, 0), static_cast<int>(total));
+    return;
+  }
   for (int y = 0; y < area.dy; ++y)
-    fn(row<const std::uint8_t>(a, y), row<const std::uint8_t>(b, y), row<std::uint8_t>(d, y),
-       area.dx);
+    byte_row_best(op, row<const std::uint8_t>(a, y), row<const std::uint8_t>(b, y),
+                  row<std::uint8_t>(d, y), area.dx);
 }
 
 void byte_add_k_row_ref(std::uint8_t *p, int n, int k) {
@@ -136,14 +132,13 @@ void byte_add_k_row_ref(std::uint8_t *p, int n, int k) {
     p[x] = static_cast<std::uint8_t>(std::clamp(p[x] + k, 0, 255));
 }
 
-void byte_add_k_row(std::uint8_t *p, int n, int k) {
-  int x = 0;
 #if defined(__SSE2__)
+void byte_add_k_row_sse2(std::uint8_t *p, int n, int k) {
   // Saturating add of k, or saturating subtract of -k; |k| >= 255 saturates
   // every pixel, which a splat of 255 does as well.
-  const bool up = k >= 0;
-  const __m128i kv = _mm_set1_epi8(static_cast<char>(std::min(up ? k : -k, 255)));
-  if (up) {
+  int x = 0;
+  const __m128i kv = _mm_set1_epi8(static_cast<char>(std::min(std::abs(k), 255)));
+  if (k >= 0) {
     for (; x + 16 <= n; x += 16) {
       __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + x));
       _mm_storeu_si128(reinterpret_cast<__m128i *>(p + x), _mm_adds_epu8(v, kv));
@@ -154,8 +149,19 @@ void byte_add_k_row(std::uint8_t *p, int n, int k) {
       _mm_storeu_si128(reinterpret_cast<__m128i *>(p + x), _mm_subs_epu8(v, kv));
     }
   }
-#endif
   byte_add_k_row_ref(p + x, n - x, k);
+}
+#endif
+
+void byte_add_k_row(std::uint8_t *p, int n, int k) {
+#if defined(__SSE2__)
+  if (kel::stats::have_avx2())
+    byte_add_k_row_avx2(p, n, k);
+  else
+    byte_add_k_row_sse2(p, n, k);
+#else
+  byte_add_k_row_ref(p, n, k);
+#endif
 }
 
 void byte_lut_row(std::uint8_t *p, int n, const std::uint8_t *table) {

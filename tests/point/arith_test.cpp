@@ -214,6 +214,16 @@ TEST_F(Arith, BytePairOperators) {
                   y < 3 ? op.ref(int(kt::get(a, x, y)), int(kt::get(b, x, y))) : kt::get(b, x, y))
             << op.name << " " << x << "," << y;
   }
+  // Packed images of one size are processed as one run over all rows.
+  kt::TestImage pa = kt::random_image(BYTE, 37, 5, 3), pb = kt::random_image(BYTE, 37, 5, 4);
+  for (const Op &op : ops) {
+    kt::TestImage d = kt::random_image(BYTE, 37, 5, 4);
+    ASSERT_EQ(op.call(pa, d), 0);
+    for (int y = 0; y < 5; ++y)
+      for (int x = 0; x < 37; ++x)
+        ASSERT_EQ(kt::get(d, x, y), op.ref(int(kt::get(pa, x, y)), int(kt::get(pb, x, y))))
+            << op.name << " " << x << "," << y;
+  }
   EXPECT_NO_REPORT();
 }
 
