@@ -14,6 +14,7 @@
 #include "frame/pixels.hpp"
 #include "kelkit/fft.h"
 #include "tools/fft_lines.hpp"
+#include "tools/fft_stages.hpp"
 
 namespace {
 
@@ -28,46 +29,70 @@ constexpr int kColumnBlock = 32;
 // Rows y0 .. y0 + B - 1 of both images through the work buffer: element i of
 // row b goes to [rev[i] * B + b] (the bit-reversal permutation is its own
 // inverse), so the stages find element rev[i] at i. Each read follows a row.
+// One image plane of the row block into the buffer (element i of row b to
+// [rev[i] * B + b]), and back (buffer [i * B + b] to element i of row b).
+// Blocks of 4 x 4 are moved as vectors and transposed in registers; the
+// scatter goes in tiles of 16 elements so that the tile's buffer rows stay
+// in the first-level cache while each image row receives whole cache lines.
 template <int B>
-void row_block(Image *re, Image *im, int y0, const LinePlan &plan, float *wr, float *wi) {
-  const int n = plan.n;
-  const float *sr[B], *si[B];
-  for (int b = 0; b < B; ++b) {
-    sr[b] = row<const float>(re, y0 + b);
-    si[b] = row<const float>(im, y0 + b);
-  }
-  for (int i = 0; i < n; ++i) {
-    const std::size_t to = static_cast<std::size_t>(plan.rev[i]) * B;
+void gather_rows(const float *const *src, const std::uint32_t *rev, int n, float *w) {
+  using kel::tools::stages::load;
+  using kel::tools::stages::store;
+  using kel::tools::stages::v4f;
+  int i = 0;
+  if constexpr (B % 4 == 0)
+    for (; i + 4 <= n; i += 4)
+      for (int b = 0; b < B; b += 4) {
+        v4f x0, x1, x2, x3;
+        load(x0, src[b] + i), load(x1, src[b + 1] + i);
+        load(x2, src[b + 2] + i), load(x3, src[b + 3] + i);
+        kel::tools::stages::transpose4(x0, x1, x2, x3);
+        store(w + rev[i] * B + b, x0), store(w + rev[i + 1] * B + b, x1);
+        store(w + rev[i + 2] * B + b, x2), store(w + rev[i + 3] * B + b, x3);
+      }
+  for (; i < n; ++i)
     for (int b = 0; b < B; ++b)
-      wr[to + b] = sr[b][i];
-  }
-  for (int i = 0; i < n; ++i) {
-    const std::size_t to = static_cast<std::size_t>(plan.rev[i]) * B;
-    for (int b = 0; b < B; ++b)
-      wi[to + b] = si[b][i];
-  }
-  kel::tools::run_stages(wr, wi, B, plan);
-  float *dr[B], *di[B];
-  for (int b = 0; b < B; ++b) {
-    dr[b] = row<float>(re, y0 + b);
-    di[b] = row<float>(im, y0 + b);
-  }
-  // In tiles of 16 elements: the tile's buffer rows stay in the first-level
-  // cache while each image row receives a whole cache line.
+      w[rev[i] * B + b] = src[b][i];
+}
+
+template <int B>
+void scatter_rows(const float *w, int n, float *const *dst) {
+  using kel::tools::stages::load;
+  using kel::tools::stages::store;
+  using kel::tools::stages::v4f;
   constexpr int kTile = 16;
   int i0 = 0;
-  for (; i0 + kTile <= n; i0 += kTile)
-    for (int b = 0; b < B; ++b) {
-      for (int i = i0; i < i0 + kTile; ++i)
-        dr[b][i] = wr[i * B + b];
-      for (int i = i0; i < i0 + kTile; ++i)
-        di[b][i] = wi[i * B + b];
-    }
+  if constexpr (B % 4 == 0)
+    for (; i0 + kTile <= n; i0 += kTile)
+      for (int b = 0; b < B; b += 4)
+        for (int i = i0; i < i0 + kTile; i += 4) {
+          v4f x0, x1, x2, x3;
+          load(x0, w + i * B + b), load(x1, w + (i + 1) * B + b);
+          load(x2, w + (i + 2) * B + b), load(x3, w + (i + 3) * B + b);
+          kel::tools::stages::transpose4(x0, x1, x2, x3);
+          store(dst[b] + i, x0), store(dst[b + 1] + i, x1);
+          store(dst[b + 2] + i, x2), store(dst[b + 3] + i, x3);
+        }
   for (int b = 0; b < B; ++b)
-    for (int i = i0; i < n; ++i) {
-      dr[b][i] = wr[i * B + b];
-      di[b][i] = wi[i * B + b];
-    }
+    for (int i = i0; i < n; ++i)
+      dst[b][i] = w[i * B + b];
+}
+
+// Rows y0 .. y0 + B - 1 of both images through the work buffer, so that the
+// stages find element rev[i] of each row at i (the bit-reversal permutation
+// is its own inverse).
+template <int B>
+void row_block(Image *re, Image *im, int y0, const LinePlan &plan, float *wr, float *wi) {
+  float *r[B], *i[B];
+  for (int b = 0; b < B; ++b) {
+    r[b] = row<float>(re, y0 + b);
+    i[b] = row<float>(im, y0 + b);
+  }
+  gather_rows<B>(r, plan.rev.data(), plan.n, wr);
+  gather_rows<B>(i, plan.rev.data(), plan.n, wi);
+  kel::tools::run_stages(wr, wi, B, plan);
+  scatter_rows<B>(wr, plan.n, r);
+  scatter_rows<B>(wi, plan.n, i);
 }
 
 // Columns x0 .. x0 + B - 1 likewise: element i of column b is pixel

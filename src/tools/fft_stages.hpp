@@ -24,6 +24,23 @@ KEL_FFT_INLINE void store(float *p, const V &v) {
   __builtin_memcpy(p, &v, sizeof(V));
 }
 
+// Transposes the 4 x 4 block held in a, b, c, d (one row each).
+KEL_FFT_INLINE void transpose4(v4f &a, v4f &b, v4f &c, v4f &d) {
+#if defined(__clang__)
+#define KEL_SHUFFLE(x, y, i, j, k, l) __builtin_shufflevector(x, y, i, j, k, l)
+#else
+#define KEL_SHUFFLE(x, y, i, j, k, l) __builtin_shuffle(x, y, v4i{i, j, k, l})
+#endif
+  typedef int v4i __attribute__((vector_size(16)));
+  const v4f t0 = KEL_SHUFFLE(a, b, 0, 4, 1, 5), t1 = KEL_SHUFFLE(a, b, 2, 6, 3, 7);
+  const v4f t2 = KEL_SHUFFLE(c, d, 0, 4, 1, 5), t3 = KEL_SHUFFLE(c, d, 2, 6, 3, 7);
+  a = KEL_SHUFFLE(t0, t2, 0, 1, 4, 5);
+  b = KEL_SHUFFLE(t0, t2, 2, 3, 6, 7);
+  c = KEL_SHUFFLE(t1, t3, 0, 1, 4, 5);
+  d = KEL_SHUFFLE(t1, t3, 2, 3, 6, 7);
+#undef KEL_SHUFFLE
+}
+
 // x[q] = x[p] - t and x[p] = x[p] + t, with t = (c + i s) x[q] when Mul and
 // t = x[q] otherwise.
 template <bool Mul, class V>

@@ -198,14 +198,20 @@ TEST_F(Random, UniformNoiseRangeAndLimits) {
   // to 255.5, stored modulo 256.
   Ref ref;
   ref.state = g->state;
-  kt::TestImage d = kt::image(BYTE, 5, 5);
+  kt::TestImage d = kt::image(BYTE, 13, 3);  // vector blocks and the tail
   kel_uniform_noise(d, 300, 400, g.get());
   expect_pixels(d, [&] {
     return double(std::uint8_t(int(float(ref.draw()) * (-44.0f * 1.5259022e-5f) + 299.5f)));
   });
+  // The same in WORD, where the values pass 65535 and wrap.
+  kt::TestImage e = kt::image(WORD, 13, 3);
+  kel_uniform_noise(e, 70000, 80000, g.get());
+  expect_pixels(e, [&] {
+    return double(std::uint16_t(int(float(ref.draw()) * (-4464.0f * 1.5259022e-5f) + 69999.5f)));
+  });
   // Values beyond the integer range store the low bits of -2^31, that is 0.
   kel_uniform_noise(d, 1e20f, 2e20f, g.get());
-  EXPECT_EQ(kt::pixels(d), std::vector<double>(25, 0));
+  EXPECT_EQ(kt::pixels(d), std::vector<double>(39, 0));
   EXPECT_NO_REPORT();
 }
 
