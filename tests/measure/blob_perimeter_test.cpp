@@ -78,17 +78,12 @@ TEST_F(BlobPerimeter, TracesClockwiseWithoutRepeatingTheStart) {
   }
 }
 
-TEST_F(BlobPerimeter, WrongValueGivesOnePoint) {
-  kt::TestImage square = art({"##", "##"});
-  auto r = find(square);
-  EXPECT_EQ(trace(square, r->blobs[0], 0), (Points{{0, 0}}));
-}
-
 TEST_F(BlobPerimeter, SetCapacityRules) {
   kt::TestImage square = art({"##", "##"});
   auto r = find(square);
   BlobRecord blob = *r->blobs[0];
   ASSERT_EQ(blob.perim, 8u);
+  EXPECT_EQ(trace(square, &blob, 0), (Points{{0, 0}}));  // not the blob's value
 
   // Too small for the perimeter: replaced by a set of capacity perim.
   PerimeterPointSet *set = kel_create_perim_struct(2);
@@ -132,21 +127,24 @@ TEST_F(BlobPerimeter, SetCapacityRules) {
 
 TEST_F(BlobPerimeter, SingleTraceFailures) {
   kt::TestImage square = art({"##", "##"});
+  kt::TestImage words = kt::image(WORD, 2, 2);
   auto r = find(square);
   kt::blob::Set set(kel_create_perim_struct(16));
   PerimeterPointSet *raw = set.get();
-  const char *fn = "kel_blob_find_perimeter_points";
-  EXPECT_EQ(kel_blob_find_perimeter_points(nullptr, r->blobs[0], 255, &raw), 10);
-  EXPECT_REPORT(fn, 10);
-  kt::clear_report();
-  EXPECT_EQ(kel_blob_find_perimeter_points(square, nullptr, 255, &raw), 10);
-  EXPECT_REPORT(fn, 10);
-  kt::clear_report();
-  EXPECT_EQ(kel_blob_find_perimeter_points(square, r->blobs[0], 255, nullptr), 10);
-  EXPECT_REPORT(fn, 10);
-  kt::TestImage words = kt::image(WORD, 2, 2);
-  EXPECT_EQ(kel_blob_find_perimeter_points(words, r->blobs[0], 255, &raw), 13);
-  EXPECT_REPORT(fn, 13);
+  const struct {
+    Image *image;
+    const BlobRecord *blob;
+    PerimeterPointSet **set;
+    int code;
+  } cases[] = {{nullptr, r->blobs[0], &raw, 10},
+               {square, nullptr, &raw, 10},
+               {square, r->blobs[0], nullptr, 10},
+               {words, r->blobs[0], &raw, 13}};
+  for (const auto &c : cases) {
+    kt::clear_report();
+    EXPECT_EQ(kel_blob_find_perimeter_points(c.image, c.blob, 255, c.set), c.code);
+    EXPECT_REPORT("kel_blob_find_perimeter_points", c.code);
+  }
 }
 
 TEST_F(BlobPerimeter, TracesEveryBlobOfAResult) {

@@ -64,6 +64,38 @@ inline Results results(unsigned slots = 16, unsigned growable = 1) {
   return r;
 }
 
+// The measures of one found blob, comparable in one expectation.
+struct Measures {
+  unsigned xmin, ymin, xmax, ymax, xfirst, yfirst, area, perim;
+  double xcent, ycent;
+  bool operator==(const Measures &) const = default;
+};
+
+inline std::ostream &operator<<(std::ostream &os, const Measures &m) {
+  return os << "box (" << m.xmin << "," << m.ymin << ")-(" << m.xmax << "," << m.ymax << ") first ("
+            << m.xfirst << "," << m.yfirst << ") area " << m.area << " perim " << m.perim
+            << " centre (" << m.xcent << "," << m.ycent << ")";
+}
+
+// Every held blob, read through the accessors, in result order.
+inline std::vector<Measures> measures(const BlobResults *r) {
+  std::vector<Measures> v;
+  for (int i = 0; i < static_cast<int>(kel_blob_get_num_found(r)); ++i)
+    v.push_back({kel_blob_get_xmin(r, i), kel_blob_get_ymin(r, i), kel_blob_get_xmax(r, i),
+                 kel_blob_get_ymax(r, i), kel_blob_get_xfirst(r, i), kel_blob_get_yfirst(r, i),
+                 kel_blob_get_area(r, i), kel_blob_get_perim(r, i), kel_blob_get_xcent(r, i),
+                 kel_blob_get_ycent(r, i)});
+  return v;
+}
+
+// The first-pixel columns of the held blobs, in result order.
+inline std::vector<unsigned> xfirsts(const BlobResults *r) {
+  std::vector<unsigned> v;
+  for (int i = 0; i < static_cast<int>(kel_blob_get_num_found(r)); ++i)
+    v.push_back(kel_blob_get_xfirst(r, i));
+  return v;
+}
+
 // The points of a set as (x, y) pairs.
 inline std::vector<std::pair<int, int>> points(const PerimeterPointSet *s) {
   std::vector<std::pair<int, int>> v;
