@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 namespace tool {
@@ -203,6 +204,38 @@ ImagePtr load_image(const std::string &path) {
   ImagePtr img(im_file_load(path.c_str(), &status));
   if (!img) fail_from_last_report("im_file_load", status);
   return img;
+}
+
+void save_image(const std::string &path, const Image *img) {
+  im_clear_report();
+  int status = im_file_write(path.c_str(), img, 0);
+  if (status) fail_from_last_report("im_file_write", status);
+}
+
+ImagePtr new_image(unsigned type, int dx, int dy) {
+  im_clear_report();
+  ImagePtr img(im_create(type, dx, dy));
+  if (!img) fail_from_last_report("im_create", KEL_ERR_NO_MEMORY);
+  return img;
+}
+
+void check(int status, const char *function) {
+  if (status) fail_from_last_report(function, status);
+}
+
+const std::string &positional(const Args &args, std::size_t index, const char *usage) {
+  if (index >= args.positional().size())
+    throw Failure{"kelkit", KEL_ERR_ARGUMENT, std::string("usage: kelkit ") + usage};
+  return args.positional()[index];
+}
+
+int positional_int(const Args &args, std::size_t index, const char *usage) {
+  const std::string &word = positional(args, index, usage);
+  char *end = nullptr;
+  long v = std::strtol(word.c_str(), &end, 10);
+  if (end == word.c_str() || *end != '\0' || v < -2147483647L || v > 2147483647L)
+    throw Failure{"kelkit", KEL_ERR_ARGUMENT, "\"" + word + "\" is not a whole number"};
+  return static_cast<int>(v);
 }
 
 std::string type_name(unsigned type) {

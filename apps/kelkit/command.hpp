@@ -69,6 +69,20 @@ using ImagePtr = std::unique_ptr<Image, ImageDeleter>;
 // Loads an image file or throws a Failure.
 ImagePtr load_image(const std::string &path);
 
+// Writes an image file or throws a Failure.
+void save_image(const std::string &path, const Image *img);
+
+// A new image (zeroed) or throws a Failure.
+ImagePtr new_image(unsigned type, int dx, int dy);
+
+// Throws a Failure built from the last report when `status` is not 0.
+void check(int status, const char *function);
+
+// The positional argument `index` or throws a usage Failure.
+const std::string &positional(const Args &args, std::size_t index, const char *usage);
+// A whole number from a positional argument, or throws a usage Failure.
+int positional_int(const Args &args, std::size_t index, const char *usage);
+
 std::string type_name(unsigned type);
 
 struct Command {

@@ -103,8 +103,8 @@ KELKIT_API double kel_variance2(const Image *img);
  * Returns 1 null image, 10 null hist, size < 1 or high < low. */
 KELKIT_API int kel_histogram(const Image *img, unsigned int *hist, int size, int low, int high);
 
-/* Extremes of row y of a BYTE, WORD or FLOAT image: *min/*max receive the
- * values and *xmin/*xmax their first columns (any of the four may be null).
+/* Extremes of row y of a BYTE, WORD or FLOAT image: *min and *max receive the
+ * values and *xmin and *xmax their first columns (any of the four may be null).
  * Returns 1 null image, 10 y outside the image, 17 empty row, 6 bad type. */
 KELKIT_API int kel_line_minmax(const Image *img, int y, float *min, int *xmin, float *max,
                                int *xmax);
