@@ -64,9 +64,9 @@ KELKIT_API int kel_min2imgs(const Image *a, Image *b);
 /* ---- two images of any pixel types -------------------------------------
  *
  * In these operators a and b may have different pixel types; the
- * destination's type governs. The operation is done in 32-bit integers when
- * both images are BYTE or WORD (64-bit for products) and in single precision
- * when either is FLOAT (a BYTE or WORD pixel converted exactly to float),
+ * destination's type governs. The operation is done exactly in 64-bit
+ * integers when both images are BYTE or WORD, and in single precision when
+ * either is FLOAT (a BYTE or WORD pixel converted exactly to float),
  * then stored into b by the common rules: an integer destination clamps at 0
  * and at its maximum, a FLOAT destination takes the plain result. A source
  * type other than BYTE, WORD or FLOAT is reported as 6 as well. */
