@@ -45,8 +45,11 @@ struct FullCircle {
   Table16 magnitude{kSide, kSide};
 };
 
-std::unique_ptr<HalfCircle> half;
-std::unique_ptr<FullCircle> full;
+// Plain pointers, not smart ones: the tables are freed by the library's
+// unload hook, and a static destructor running in an unspecified order
+// around that hook must not free them a second time.
+HalfCircle *half = nullptr;
+FullCircle *full = nullptr;
 int half_builds = 0;
 int full_builds = 0;
 
@@ -82,7 +85,7 @@ void build_half_circle() {
   fill_classes(t->classes);
   for (int v = -kRange; v <= kRange; ++v)
     t->div_1_4[v + kRange] = static_cast<std::int32_t>(std::abs(v) / 1.4);
-  half = std::move(t);
+  half = t.release();
   ++half_builds;
 }
 
@@ -99,13 +102,15 @@ void build_full_circle() {
     }
   }
   fill_classes(t->classes);
-  full = std::move(t);
+  full = t.release();
   ++full_builds;
 }
 
 void release() {
-  half.reset();
-  full.reset();
+  delete full;
+  full = nullptr;
+  delete half;
+  half = nullptr;
 }
 
 const std::uint16_t *const *direction() {
