@@ -76,7 +76,8 @@ KELKIT_API int kel_fft_delete_coeff(kel_fft_coeff *coeff);
  *   10 "Real and imaginary Arrays must be same length"   widths differ
  *   10 "Array X size doesn't match Coeff. size"          width != nSizeX
  *   24 the record's nLog2X exceeds log2 nSizeX (an altered record); the row
- *      then holds the stages done before the overrun. */
+ *      then holds the stages done before the overrun. An altered nSizeX that
+ *      is not a power of two also gives 24, with the row unchanged. */
 KELKIT_API int kel_fft_1d(Image *re, Image *im, const kel_fft_coeff *coeff);
 
 /* Transforms the pair (re, im) in place: every row along x, then every column
@@ -90,7 +91,9 @@ KELKIT_API int kel_fft_1d(Image *re, Image *im, const kel_fft_coeff *coeff);
  *   24 "Horizontal pass" / "Vertical pass": a logarithm of the record
  *      exceeds its size (an altered record). The first row (or, after a
  *      complete row pass, the first column) then holds the stages done
- *      before the overrun; nothing else of that pass is changed.
+ *      before the overrun; nothing else of that pass is changed. An altered
+ *      size that is not a power of two gives the same code for its axis
+ *      with nothing of that pass changed.
  * Results are those of the line transform applied row by row and then column
  * by column, bit for bit, however the work is blocked internally. */
 KELKIT_API int kel_fft_2d(Image *re, Image *im, const kel_fft_coeff *coeff);

@@ -7,6 +7,7 @@
 // every row, so the column pass reads whole cache lines instead of one float
 // per row, and the buffer of a block stays in the second-level cache.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -152,7 +153,8 @@ KELKIT_API int kel_fft_2d(Image *re, Image *im, const kel_fft_coeff *coeff) {
     if (nx < 1 || ny < 1) return KEL_OK;  // only an altered record gets here
     const LinePlan px = kel::tools::make_plan(nx, coeff->nLog2X, coeff->afCosX, coeff->afSinX);
     const LinePlan py = kel::tools::make_plan(ny, coeff->nLog2Y, coeff->afCosY, coeff->afSinY);
-    const int row_lines = std::min(ny, kRowBlock), column_lines = std::min(nx, kColumnBlock);
+    const int row_lines = std::bit_floor(static_cast<unsigned>(std::min(ny, kRowBlock)));
+    const int column_lines = std::min(nx, kColumnBlock);
     std::vector<float> work(2 * std::max(static_cast<std::size_t>(nx) * row_lines,
                                          static_cast<std::size_t>(ny) * column_lines));
     float *wr = work.data(), *wi = wr + work.size() / 2;
@@ -162,10 +164,13 @@ KELKIT_API int kel_fft_2d(Image *re, Image *im, const kel_fft_coeff *coeff) {
       kel::tools::transform_line(row<float>(re, 0), 1, row<float>(im, 0), 1, px, wr);
       return kel::fail(fn, kel::tools::kPairOverrun, "Horizontal pass");
     }
+    int y0 = 0;
     with_block(row_lines, [&]<int B>() {
-      for (int y0 = 0; y0 < ny; y0 += B)
+      for (; y0 + B <= ny; y0 += B)
         row_block<B>(re, im, y0, px, wr, wi);
     });
+    for (; y0 < ny; ++y0)  // rows left over when the height is not a power of two
+      row_block<1>(re, im, y0, px, wr, wi);
     if (py.overrun) {
       kel::tools::transform_line(row<float>(re, 0), kel::pitch(re), row<float>(im, 0),
                                  kel::pitch(im), py, wr);

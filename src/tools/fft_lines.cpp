@@ -12,6 +12,15 @@ LinePlan make_plan(int n, int log2, const float *cos_table, const float *sin_tab
     return plan;
   }
   plan.n = n;
+  if ((n & (n - 1)) != 0 || (n > 1 && (!cos_table || !sin_table))) {
+    // An altered record: a length that is not a power of two (where pairs
+    // would reach past the line) or missing tables. Nothing is transformed.
+    plan.overrun = true;
+    plan.rev.resize(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i)
+      plan.rev[i] = static_cast<std::uint32_t>(i);
+    return plan;
+  }
   // Stages run while the pair (p, p + h) stays inside the line.
   int fit = 0;
   while ((2LL << fit) <= n)

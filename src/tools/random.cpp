@@ -1,4 +1,5 @@
 // The caller-owned random generator and its uniform and Gaussian deviates.
+#include <algorithm>
 #include <cmath>
 #include <new>
 
@@ -28,6 +29,45 @@ float gauss_draw(KelRandGen &gen) {
   gen.spare = u1 * f;
   gen.has_spare = 1;
   return u2 * f;
+}
+
+void gauss_fill(KelRandGen &gen, float *out, long count) {
+  long k = 0;
+  if (count > 0 && gen.has_spare) {
+    gen.has_spare = 0;
+    out[k++] = gen.spare;
+  }
+  constexpr long kBatch = 128;
+  float u1[kBatch], u2[kBatch], s[kBatch];
+  while (k < count) {
+    const long pairs = std::min(kBatch, (count - k + 1) / 2);
+    std::uint32_t state = gen.state;
+    for (long i = 0; i < pairs; ++i) {
+      do {
+        state = next_state(state);
+        u1[i] = unit_of(state);
+        state = next_state(state);
+        u2[i] = unit_of(state);
+        s[i] = u1[i] * u1[i] + u2[i] * u2[i];
+      } while (s[i] >= 1.0f);
+    }
+    gen.state = state;
+    for (long i = 0; i < pairs; ++i) {
+      const double sd = s[i];
+      const float f = static_cast<float>(std::sqrt(-2.0 * std::log(sd) / sd));
+      u1[i] = u1[i] * f;
+      u2[i] = u2[i] * f;
+    }
+    for (long i = 0; i < pairs; ++i) {
+      out[k++] = u2[i];
+      if (k < count) {
+        out[k++] = u1[i];
+      } else {  // the last pair's second value is kept for the next draw
+        gen.spare = u1[i];
+        gen.has_spare = 1;
+      }
+    }
+  }
 }
 
 }  // namespace kel::tools

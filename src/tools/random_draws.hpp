@@ -26,4 +26,10 @@ inline float unit_of(std::uint32_t state) {
 // spare value).
 float gauss_draw(KelRandGen &gen);
 
+// Writes the next `count` values that gauss_draw would return into out[],
+// leaving the generator as those calls would. The pairs are drawn in
+// batches and their factors computed side by side, which lets the processor
+// overlap the logarithms and square roots; the values are the same.
+void gauss_fill(KelRandGen &gen, float *out, long count);
+
 }  // namespace kel::tools

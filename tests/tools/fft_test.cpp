@@ -405,6 +405,25 @@ TEST_F(Fft, StageOverrunStopsThePass) {
   kt::clear_report();
   EXPECT_EQ(kel_fft_1d(re, im, c.get()), 24);
   EXPECT_REPORT("kel_fft_1d", 24);
+
+  // A size that is not a power of two: pairs would reach past the line, so
+  // that axis stops at once; the rows of a 6-high pair are still done.
+  c->nLog2X = 3;
+  c->nSizeY = 6;
+  kt::TestImage r3 = kt::random_image(FLOAT, 8, 6, 5), i3 = kt::random_image(FLOAT, 8, 6, 6);
+  Planes six = planes_of(r3, i3);
+  EXPECT_EQ(kel_fft_2d(r3, i3, c.get()), 24);
+  EXPECT_STREQ(im_last_message(), "Vertical pass");
+  for (int y = 0; y < 6; ++y)
+    reference_line(&six.re[y * 8], &six.im[y * 8], 1, 8, cx.data(), sx.data());
+  EXPECT_EQ(mismatches(six, r3, i3), 0);
+  c->nSizeX = 6;
+  kt::TestImage r4 = kt::random_image(FLOAT, 6, 6, 7), i4 = kt::random_image(FLOAT, 6, 6, 8);
+  std::vector<double> before = kt::pixels(r4);
+  EXPECT_EQ(kel_fft_2d(r4, i4, c.get()), 24);
+  EXPECT_STREQ(im_last_message(), "Horizontal pass");
+  EXPECT_EQ(kt::pixels(r4), before);
+  EXPECT_EQ(kel_fft_1d(r4, i4, c.get()), 24);
 }
 
 }  // namespace
