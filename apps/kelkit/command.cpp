@@ -68,6 +68,8 @@ const std::vector<Command> &commands() {
 }
 
 Args::Args(std::vector<std::string> words) {
+  // Options are "--name=value", "--name value", or a bare "--name" (for the
+  // switches --json and --help, or when no value follows).
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string &w = words[i];
     if (w.rfind("--", 0) == 0 && w.size() > 2) {
@@ -75,6 +77,9 @@ Args::Args(std::vector<std::string> words) {
       if (auto eq = key.find('='); eq != std::string::npos) {
         value = key.substr(eq + 1);
         key = key.substr(0, eq);
+      } else if (key != "json" && key != "help" && i + 1 < words.size() &&
+                 words[i + 1].rfind("--", 0) != 0) {
+        value = words[++i];
       }
       options_[key] = value;
     } else {
