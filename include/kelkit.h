@@ -14,6 +14,7 @@
 #include "kelkit/average.h"
 #include "kelkit/base.h"
 #include "kelkit/blob.h"
+#include "kelkit/contour.h"
 #include "kelkit/convert.h"
 #include "kelkit/edge.h"
 #include "kelkit/fft.h"
@@ -26,6 +27,7 @@
 #include "kelkit/search.h"
 #include "kelkit/stats.h"
 #include "kelkit/threshold.h"
+#include "kelkit/vela360.h"
 #include "pixsvc.h"
 
 #endif /* KELKIT_H */
