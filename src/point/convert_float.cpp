@@ -7,6 +7,7 @@
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
 #include "kelkit/convert.h"
+#include "point/convert_rows.hpp"
 
 namespace {
 
@@ -16,17 +17,13 @@ struct FreeDeleter {
 using FloatBuffer = std::unique_ptr<float, FreeDeleter>;
 
 // Converts the dx by dy pixels of `img` into `out`, whose rows are
-// `out_pitch` floats apart. A BYTE level v becomes byte_to_float[v], which
-// equals float(v), so the conversion is the plain cast the compiler can
-// vectorise; WORD values convert exactly.
+// `out_pitch` floats apart: BYTE levels as 0.0 .. 255.0, WORD values exactly.
 template <class T>
 void convert_rows(const Image *img, float *out, int out_pitch) {
-  for (int y = 0; y < img->dy; ++y) {
-    const T *p = kel::row<const T>(img, y);
-    float *q = out + static_cast<std::ptrdiff_t>(out_pitch) * y;
-    for (int x = 0; x < img->dx; ++x)
-      q[x] = static_cast<float>(p[x]);
-  }
+  if (img->dx < 1) return;
+  for (int y = 0; y < img->dy; ++y)
+    kel::convert::to_float_row(kel::row<const T>(img, y),
+                               out + static_cast<std::ptrdiff_t>(out_pitch) * y, img->dx);
 }
 
 // Unlinks a view from its master's chain of records.

@@ -20,12 +20,21 @@ struct Step {
 // True when the table has the form of a Step (which is then filled in).
 bool as_step(const std::uint8_t *table, Step *s);
 
-// p[x] = table[p[x]] for x < n.
+// p[x] = table[p[x]] for x < n. map_row_words is the portable fast path
+// (eight lookups per 64-bit word); map_row_wide the path for processors with
+// byte permutes over 64-byte registers (false when the processor or the
+// compiler lacks them); map_row takes the fastest available.
 void map_row_ref(std::uint8_t *p, int n, const std::uint8_t *table);
+void map_row_words(std::uint8_t *p, int n, const std::uint8_t *table);
+bool map_row_wide(std::uint8_t *p, int n, const std::uint8_t *table);
 void map_row(std::uint8_t *p, int n, const std::uint8_t *table);
 
-// p[x] = p[x] < s.step ? s.low : s.high for x < n.
+// p[x] = p[x] < s.step ? s.low : s.high for x < n. step_row_wide is the
+// path over 64-byte registers (false when not available), step_row_sse2
+// the baseline path; step_row takes the fastest available.
 void step_row_ref(std::uint8_t *p, int n, Step s);
+bool step_row_wide(std::uint8_t *p, int n, Step s);
+void step_row_sse2(std::uint8_t *p, int n, Step s);
 void step_row(std::uint8_t *p, int n, Step s);
 
 // Maps every pixel of a BYTE image (dx by dy, rows through the pitch)

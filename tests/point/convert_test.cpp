@@ -109,6 +109,18 @@ TEST_F(Convert, FloatOfViewDetachesIt) {
   EXPECT_EQ(b.master()->type, static_cast<unsigned>(BYTE));
 }
 
+TEST_F(Convert, FloatOfRandomImagesOnOddWidths) {
+  for (unsigned type : {BYTE, WORD})
+    for (int dx : {1, 15, 16, 17, 33, 67})
+      for (bool as_view : {false, true}) {
+        kt::TestImage img = kt::random_image(type, dx, 3, 40 + dx, as_view);
+        const std::vector<double> want = kt::pixels(img);
+        ASSERT_EQ(kel_float(img), 0);
+        EXPECT_EQ(kt::pixels(img), want) << "type " << type << " dx " << dx;
+        expect_rows_consistent(img);
+      }
+}
+
 TEST_F(Convert, FloatFailures) {
   // A master over external memory cannot have its memory replaced.
   std::uint8_t pixels[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
