@@ -1,5 +1,5 @@
 /*
- * kelkit/geometry.h - line geometry.
+ * kelkit/geometry.h - line geometry and image rotation.
  */
 #ifndef KELKIT_GEOMETRY_H
 #define KELKIT_GEOMETRY_H
@@ -29,6 +29,25 @@ extern "C" {
  * *theta and *distance (when not null) are 0. */
 KELKIT_API int kel_linear_regression(int n, const double *x, const double *y, double *theta,
                                      double *distance);
+
+/* Rotates `src` about its centre by `angle` degrees into `dst`, which may
+ * have any size. A positive angle turns the content counter-clockwise as the
+ * image is seen (rows growing downwards). The centre of src,
+ * ((dx - 1) / 2, (dy - 1) / 2), lands on the centre of dst, and each
+ * destination pixel takes the source point turned onto it, read by bilinear
+ * interpolation (im_get_interpolated_pixel). Destination pixels whose source
+ * point lies outside the source's pixel centres (beyond 0 .. dx - 1 or
+ * 0 .. dy - 1) are filled with 0. BYTE and WORD results are rounded to the
+ * nearest value; FLOAT results are stored as computed. Quarter turns use
+ * exact cosines, so 90, 180 and 270 degrees move pixels without
+ * interpolation (90 degrees of a square image: dst(u, v) = src(dx - 1 - v, u)).
+ *
+ * src and dst must be different images that share no pixels, of one pixel
+ * type (BYTE, WORD or FLOAT); either may be a view.
+ * Returns 0; 1 null image; 106 dst is src or overlaps it; 13 different pixel
+ * types; 6 unsupported type; 17 an empty image; 10 an angle that is not
+ * finite. */
+KELKIT_API int kel_rotate(const Image *src, Image *dst, double angle);
 
 #ifdef __cplusplus
 }
