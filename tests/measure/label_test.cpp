@@ -510,7 +510,6 @@ TEST_F(Label, MatchesAFloodFillOnRandomImages) {
 
 // ---- a huge winding object ------------------------------------------------
 
-
 TEST_F(Label, SerpentineObjectNeedsNoDeepRecursion) {
   // Full-height columns at every even x, joined alternately at the top and
   // at the bottom: one object whose runs are single pixels, chained
