@@ -10,7 +10,9 @@
 // records the rotations of the votes that land in those cells. Rotations
 // are folded into (-pi, pi] before the limits dPatternMinAngle ..
 // dPatternMaxAngle are applied, and a vote is kept only when the 3x3 kernel
-// fits in the grid (reference point at 5 .. size - 2).
+// fits in the grid (reference point at 5 .. size - 2). A result whose refined
+// reference point falls in the 5-pixel top-left margin is dropped too, and
+// the results are ordered by their final scores.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -320,7 +322,9 @@ extern "C" KELKIT_API int kel_vela_360_search(const Image *image, int x, int y, 
       Pose pose{c.x, c.y, c.angle};
       double scale = fine_match(*p, edges, pose);
       refine_angle(*p, edges, pose);
-      bool blanked = false;
+      // A refined reference point in the top-left margin is dropped like
+      // its votes.
+      bool blanked = pose.x < kMinBorder || pose.y < kMinBorder;
       for (const Pose &a : accepted)
         blanked = blanked || near(a.x, a.y, pose.x, pose.y, radius);
       if (blanked) continue;
@@ -337,6 +341,13 @@ extern "C" KELKIT_API int kel_vela_360_search(const Image *image, int x, int y, 
       ++found;
     }
     results->nFound = found;
+    // Refined scores can change the order: report the best first (stable).
+    for (int i = 0; i < found; ++i)
+      for (int j = 0; j + 1 < found - i; ++j)
+        if (results->pScore[j + 1] > results->pScore[j])
+          for (double *a :
+               {results->pX, results->pY, results->pAngle, results->pScale, results->pScore})
+            std::swap(a[j], a[j + 1]);
     return KEL_OK;
   });
 }
