@@ -39,6 +39,43 @@ for ext in pgm bmp; do
   check "stats of .$ext equals .png" test "$(json_field "$work/stats_$ext.json" mean)" = "$(json_field "$work/stats.json" mean)"
 done
 
+# Every command on the generated sample, with key figures from --json.
+json_list_len() { python3 -c 'import json,sys; print(len(json.load(open(sys.argv[1]))[sys.argv[2]]))' "$1" "$2"; }
+"$kelkit" convert "$work/part.png" "$work/part16.png" --type word --stretch --json > "$work/convert.json"
+check "convert to 16 bit" test "$(json_field "$work/convert.json" type)" = WORD
+"$kelkit" stats "$work/part16.png" --json > "$work/stats16.json"
+check "stretched 16-bit maximum" test "$(json_field "$work/stats16.json" max)" = 65535
+"$kelkit" threshold "$work/part.png" "$work/bin.png" --t 200 --json > "$work/threshold.json"
+check "threshold sets the fiducials" test "$(json_field "$work/threshold.json" "pixels set")" -gt 0
+"$kelkit" blobs "$work/part.png" --t 200 --min-area 20 --json > "$work/blobs.json"
+check "blobs finds the two fiducials" test "$(json_field "$work/blobs.json" blobs)" = 2
+check "blob list has two records" test "$(json_list_len "$work/blobs.json" "blob list")" = 2
+"$kelkit" blobs "$work/part.png" --t 60 --dark --connect 4 --min-area 500 --json > "$work/holes.json"
+check "dark blobs find the bore" test "$(json_field "$work/holes.json" blobs)" -ge 1
+for f in laplace sobelxy erode dilate kirsch; do
+  "$kelkit" filter $f "$work/part.png" "$work/f_$f.png" --json > "$work/f_$f.json"; rc=$?
+  check "filter $f" test $rc -eq 0 -a -s "$work/f_$f.png"
+done
+"$kelkit" filter kirsch "$work/part.png" "$work/k.png" --direction 9 > /dev/null 2> "$work/kirsch_err.txt"; rc=$?
+check "kirsch direction 9 refused" test $rc -eq 1
+check "kirsch error names the function" grep -q "kel_kirsch failed with code 10" "$work/kirsch_err.txt"
+"$kelkit" caliper "$work/part.png" 20 120 300 120 --json > "$work/caliper.json"
+check "caliper finds the plate edges" python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); sys.exit(0 if abs(d["edge 1 x"]-48)<3 and abs(d["edge 2 x"]-272)<3 else 1)' "$work/caliper.json"
+"$kelkit" edges "$work/part.png" 20 120 300 120 --threshold 30 --json > "$work/edges.json"
+check "edges along the line" test "$(json_field "$work/edges.json" rising)" -ge 1
+"$kelkit" search train "$work/part.png" 50 38 30 30 "$work/fid.txt" --json > "$work/train.json"
+check "search train" test -s "$work/fid.txt"
+"$kelkit" search find "$work/fid.txt" "$work/part.png" --count 2 --json > "$work/find.json"
+check "search finds both fiducials" test "$(json_field "$work/find.json" found)" = 2
+"$kelkit" fft "$work/part.png" "$work/pow.png" "$work/ph.png" --json > "$work/fft.json"
+check "fft centres frequency 0" python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); sys.exit(0 if d["largest at x"]==d["transform width"]//2 and d["largest at y"]==d["transform height"]//2 else 1)' "$work/fft.json"
+"$kelkit" noise "$work/n1.png" --seed 3 --json > "$work/n1.json"
+"$kelkit" noise "$work/n1b.png" --seed 3 > /dev/null
+check "noise is reproducible" cmp -s "$work/n1.png" "$work/n1b.png"
+"$kelkit" noise "$work/n2.png" --gauss --seed 4 > /dev/null
+"$kelkit" average "$work/avg.png" "$work/n1.png" "$work/n1b.png" --json > "$work/avg.json"
+check "average of equal images is the image" test "$(json_field "$work/avg.json" mean)" = "$(json_field "$work/n1.json" mean)"
+
 "$kelkit" stats "$work/missing.png" > /dev/null 2> "$work/err.txt"; rc=$?
 check "missing file exits 1" test $rc -eq 1
 check "missing file names the function and code" grep -q "im_file_load failed with code 30\|failed with code 30" "$work/err.txt"
