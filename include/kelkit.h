@@ -28,6 +28,7 @@
 #include "kelkit/search.h"
 #include "kelkit/stats.h"
 #include "kelkit/threshold.h"
+#include "kelkit/vela.h"
 #include "kelkit/vela360.h"
 #include "pixsvc.h"
 
