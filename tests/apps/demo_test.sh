@@ -1,0 +1,137 @@
+#!/usr/bin/env bash
+# Runs `kelkit demo` and compares what it reports with the ground truth of
+# the scene it made: positions within 1 px, angles within 1 degree, counts
+# exact, the caliper width within 0.5 px, the scratch found, and the
+# annotated images written. The same seed must give the same scene.
+set -u
+kelkit="$1"; work="$2"
+rm -rf "$work"; mkdir -p "$work"
+failures=0
+check() {  # check NAME CONDITION...
+  local name="$1"; shift
+  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
+}
+
+verify() {  # verify JSON_FILE: prints "ok"/"FAIL" lines, exits non-zero on a failure
+  python3 - "$1" <<'PY'
+import json, math, os, struct, sys
+
+j = json.load(open(sys.argv[1]))
+bad = 0
+def check(name, cond):
+    global bad
+    print(("ok   " if cond else "FAIL ") + name)
+    bad += 0 if cond else 1
+
+truth = j["truth"]
+def kind(what):
+    return [t for t in truth if t["what"] == what]
+fids, holes = kind("fiducial"), kind("hole")
+parts = kind("part") + kind("part (turned)")
+turned = kind("part (turned)")
+caliper, scratch = kind("caliper line"), kind("scratch")
+check("truth lists 3 fiducials, 5 parts (1 turned), 15 holes, caliper, scratch",
+      (len(fids), len(parts), len(turned), len(holes), len(caliper), len(scratch)) == (3, 5, 1, 15, 1, 1))
+check("the turned part is turned by 23 degrees", abs(turned[0]["angle"] - 23) < 1e-9)
+
+def matches(found, wanted, tol, label):
+    """Every found point lies within tol of a distinct true point, and every
+    true point is found."""
+    used = set()
+    for f in found:
+        d, k = min((math.hypot(f["x"] - t["x"], f["y"] - t["y"]), k) for k, t in enumerate(wanted))
+        if d > tol or k in used:
+            print("     %s at (%.3f, %.3f): nearest truth %.3f px away" % (label, f["x"], f["y"], d))
+            return False
+        used.add(k)
+    return len(used) == len(wanted)
+
+steps = {s["step"].split(" (")[0]: s for s in j["steps"]}
+check("fiducials: 3 found within 1 px", len(j["fiducials"]) == 3 and matches(j["fiducials"], fids, 1.0, "mark"))
+check("fiducials: scores of a good match", all(f["score"] >= 80 for f in j["fiducials"]))
+
+if steps["turned part"]["check"] == "skipped":
+    print("note the rotation-invariant search is not in this build: turned part not checked")
+else:
+    rs = j["rotated search"]
+    check("360 search: every part found within 1 px", len(rs) == 5 and matches(rs, parts, 1.0, "part"))
+    def angle_err(r):
+        t = min(parts, key=lambda t: math.hypot(r["x"] - t["x"], r["y"] - t["y"]))
+        return abs((r["angle"] - t["angle"] + 180) % 360 - 180)
+    check("360 search: angles within 1 degree", rs and max(angle_err(r) for r in rs) <= 1.0)
+    check("360 search: the turned part at 23 degrees",
+          any(abs((r["angle"] - 23 + 180) % 360 - 180) <= 1.0 and
+              math.hypot(r["x"] - turned[0]["x"], r["y"] - turned[0]["y"]) <= 1.0 for r in rs))
+
+check("blobs: part count exact", len(j["parts"]) == len(parts))
+check("blobs: hole count exact", len(j["holes"]) == len(holes))
+check("blobs: hole centres within 1 px", matches(j["holes"], holes, 1.0, "hole"))
+check("blobs: part centroids within 1 px of the parts' true centroids",
+      all(p["error"] <= 1.0 for p in j["parts"]))
+check("blobs: part areas near 110 x 64 less the pin mark (pixel edges: up to a row and a column more)",
+      all(abs(p["area"] - (110 * 64 - math.pi * 36)) < 200 for p in j["parts"]))
+check("blobs: hole areas near pi 7^2", all(abs(h["area"] - math.pi * 49) < 12 for h in j["holes"]))
+check("blobs: boxes hold their centroids",
+      all(b["xmin"] <= b["x"] <= b["xmax"] and b["ymin"] <= b["y"] <= b["ymax"]
+          for b in j["parts"] + j["holes"]))
+
+c = j["caliper"][0]
+check("caliper: width within 0.5 px", abs(c["width"] - caliper[0]["size"]) <= 0.5)
+check("caliper: both edges within 0.5 px", abs(c["x1"] - c["true x1"]) <= 0.5 and abs(c["x2"] - c["true x2"]) <= 0.5)
+check("caliper: line across the caliper part", abs(c["y"] - caliper[0]["y"]) < 1e-9)
+
+if steps["board check"]["check"] == "skipped":
+    print("note the inspection tool is not in this build: board check not checked")
+else:
+    g = j["defect groups"]
+    sx, sy = scratch[0]["x"], scratch[0]["y"]
+    check("inspection: one defect group", len(g) == 1)
+    check("inspection: the group holds the scratch",
+          any(d["x"] <= sx < d["x"] + d["dx"] and d["y"] <= sy < d["y"] + d["dy"] for d in g))
+
+check("every step that ran is within tolerance",
+      all(s["check"] in ("ok", "skipped") for s in j["steps"]))
+files = [i["file"] for i in j["images"]]
+check("three images listed", sorted(os.path.basename(f) for f in files) == ["annotated.png", "defects.png", "scene.png"])
+for f in files:
+    ok = os.path.isfile(f)
+    if ok:
+        head = open(f, "rb").read(24)
+        ok = head[:8] == b"\x89PNG\r\n\x1a\n" and struct.unpack(">II", head[16:24]) == (1024, 768)
+    check("1024x768 PNG " + os.path.basename(f), ok)
+sys.exit(1 if bad else 0)
+PY
+}
+
+for seed in 1 7; do
+  "$kelkit" demo --json --out "$work/seed$seed" --seed "$seed" > "$work/seed$seed.json"; rc=$?
+  check "demo seed $seed exits 0" test $rc -eq 0
+  verify "$work/seed$seed.json" || failures=$((failures + 1))
+done
+check "annotations drawn (annotated differs from scene)" \
+  bash -c "! cmp -s '$work/seed1/scene.png' '$work/seed1/annotated.png'"
+
+# The readable table, and the same scene again from the same seed.
+"$kelkit" demo --out "$work/table" --seed 1 > "$work/table.txt"; rc=$?
+check "demo table exits 0" test $rc -eq 0
+check "table has the steps" grep -q "^steps:" "$work/table.txt"
+check "table has the caliper row" grep -q "width (caliper)" "$work/table.txt"
+check "table has the fiducial row" grep -q "fiducials (correlation search)" "$work/table.txt"
+check "same seed, same scene" cmp -s "$work/seed1/scene.png" "$work/table/scene.png"
+check "other seed, other scene" bash -c "! cmp -s '$work/seed1/scene.png' '$work/seed7/scene.png'"
+
+# Bad arguments.
+"$kelkit" demo --seed abc --out "$work/bad" > /dev/null 2> "$work/err1.txt"; rc=$?
+check "non-numeric seed exits 1" test $rc -eq 1
+check "non-numeric seed names the option" grep -q -- "--seed" "$work/err1.txt"
+"$kelkit" demo --seed 1.5 --out "$work/bad" > /dev/null 2>&1; rc=$?
+check "fractional seed exits 1" test $rc -eq 1
+touch "$work/plainfile"
+"$kelkit" demo --out "$work/plainfile" > /dev/null 2> "$work/err2.txt"; rc=$?
+check "output folder that is a file exits 1" test $rc -eq 1
+check "output folder failure is explained" grep -q "output folder" "$work/err2.txt"
+"$kelkit" demo extra > /dev/null 2>&1; rc=$?
+check "stray argument exits 1" test $rc -eq 1
+
+echo "$failures failure(s)"
+test $failures -eq 0
