@@ -237,7 +237,7 @@ TEST_F(VelaPersist, MemoryImageOffsetsAndRoundTrip) {
   EXPECT_EQ(q->linear_offset[1], 0.0);
 
   // A negative size skips the check; a too small one is refused.
-  std::vector<std::uint8_t> c(size);
+  std::vector<std::uint8_t> c(size, 0xA5);
   EXPECT_EQ(kel_vela_search_save_params_to_mem(p.get(), c.data(), -1), 0);
   EXPECT_TRUE(std::equal(b.begin(), b.end() - 4, c.begin()));
   kt::clear_report();
