@@ -21,6 +21,7 @@
 #include "kelkit/filter.h"
 #include "kelkit/frame.h"
 #include "kelkit/geometry.h"
+#include "kelkit/inspect.h"
 #include "kelkit/label.h"
 #include "kelkit/list.h"
 #include "kelkit/pixel.h"
