@@ -256,9 +256,11 @@ KELKIT_API int kel_vela_inspect_get_box_blocking(const KelInspect *tool, int bx,
  * the image was learned, 0 when m_nLearnAllowToFail refused it (the call
  * still returns 0).
  * Returns, in this order: 10 null tool, 1 null image, 17 empty image, 6 bad
- * pixel type, 13 type differs from the learned images, 107 bad box size or
- * feature mode, 5 size differs from m_nImgDx by m_nImgDy, 107 grid larger
- * than m_nMaxBoxCountX by m_nMaxBoxCountY, 107 grid settings changed since
+ * pixel type, 13 type differs from the learned images, 107 box size below
+ * 1, negative m_nImgDx or m_nImgDy, or no feature in nFeatureMode, 5 size
+ * differs from m_nImgDx by m_nImgDy, 107 box larger than the image, an
+ * image side above 65536 or a grid larger than m_nMaxBoxCountX by
+ * m_nMaxBoxCountY (or than 2^24 boxes), 107 grid settings changed since
  * learning, 4 out of memory or over nMemLimit.
  */
 KELKIT_API int kel_vela_inspect_learn(KelInspect *tool, const Image *img, int *accepted);
