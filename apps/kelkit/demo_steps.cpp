@@ -10,6 +10,7 @@ namespace demo {
 
 std::string fixed(double v, int decimals) {
   char buf[48];
+  if (std::fabs(v) < 0.5 * std::pow(10.0, -decimals)) v = 0;  // no "-0.0"
   std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
   return buf;
 }
