@@ -102,9 +102,14 @@ TEST_F(Rotate, Failures) {
     double angle;
     int code;
   } cases[] = {
-      {nullptr, b, 1, 1},       {b, nullptr, 1, 1},   {b, b, 1, 106},
-      {b, w, 1, 13},            {empty, b2, 1, 17},   {b, empty, 1, 17},
-      {b, b2, std::nan(""), 10}, {b, b2, INFINITY, 10},
+      {nullptr, b, 1, 1},
+      {b, nullptr, 1, 1},
+      {b, b, 1, 106},
+      {b, w, 1, 13},
+      {empty, b2, 1, 17},
+      {b, empty, 1, 17},
+      {b, b2, std::nan(""), 10},
+      {b, b2, INFINITY, 10},
   };
   for (const Case &c : cases) {
     kt::clear_report();
