@@ -15,9 +15,13 @@ void print_help() {
       "usage: kelkit COMMAND [ARGUMENTS] [--json]\n\n"
       "commands:\n",
       kel_version());
-  for (const tool::Command &c : tool::commands())
-    std::printf("  %-34s %s\n", (c.name + (c.usage.empty() ? "" : " " + c.usage)).c_str(),
-                c.summary.c_str());
+  for (const tool::Command &c : tool::commands()) {
+    std::string line = c.name + (c.usage.empty() ? "" : " " + c.usage);
+    if (line.size() <= 34)
+      std::printf("  %-34s %s\n", line.c_str(), c.summary.c_str());
+    else
+      std::printf("  %s\n  %-34s %s\n", line.c_str(), "", c.summary.c_str());
+  }
   std::printf(
       "\noptions:\n"
       "  --json                             print results as one JSON object\n"

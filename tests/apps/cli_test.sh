@@ -76,6 +76,28 @@ check "noise is reproducible" cmp -s "$work/n1.png" "$work/n1b.png"
 "$kelkit" average "$work/avg.png" "$work/n1.png" "$work/n1b.png" --json > "$work/avg.json"
 check "average of equal images is the image" test "$(json_field "$work/avg.json" mean)" = "$(json_field "$work/n1.json" mean)"
 
+"$kelkit" label "$work/part.png" --t 60 --dark --connect 4 --sort area --out "$work/labels.png" --json > "$work/label.json"
+check "label finds objects" test "$(json_field "$work/label.json" objects)" -ge 2
+check "labelled image written" test -s "$work/labels.png"
+"$kelkit" rotsearch train "$work/part.png" 50 38 30 30 "$work/rot.txt" --angles 5 --json > "$work/rtrain.json"
+check "rotsearch train" test "$(json_field "$work/rtrain.json" angles)" = 5
+"$kelkit" rotsearch find "$work/rot.txt" "$work/part.png" --count 2 --json > "$work/rfind.json"
+check "rotsearch finds the trained fiducial" python3 -c 'import json,sys; m=json.load(open(sys.argv[1]))["matches"][0]; sys.exit(0 if abs(m["x"]-64.5)<0.5 and abs(m["y"]-52.5)<0.5 and abs(m["angle"])<0.5 else 1)' "$work/rfind.json"
+"$kelkit" search360 train "$work/part.png" 45 30 40 40 "$work/c360.txt" --json > /dev/null
+check "search360 parameter file" test -s "$work/c360.txt"
+"$kelkit" search360 find "$work/c360.txt" "$work/part.png" --count 2 --json > "$work/v360.json"
+check "search360 finds both fiducials" test "$(json_field "$work/v360.json" found)" = 2
+for s in 1 2 3 4 5 6; do
+  "$kelkit" noise "$work/good$s.png" --width 128 --height 96 --gauss --mean 128 --dev 4 --seed $s > /dev/null
+done
+"$kelkit" inspect learn "$work/state.kis" "$work"/good[1-5].png --box 16 --json > "$work/learn.json"
+check "inspect learns five images" test "$(json_field "$work/learn.json" "images learned")" = 5
+"$kelkit" inspect check "$work/state.kis" "$work/good6.png" --json > "$work/check.json"
+check "inspect passes a good image" test "$(json_field "$work/check.json" verdict)" = PASS
+"$kelkit" inspect check "$work/state.kis" "$work/part.png" > /dev/null 2> "$work/size_err.txt"; rc=$?
+check "inspect refuses another size" test $rc -eq 1
+check "inspect size error names the function" grep -q "kel_vela_inspect_check failed with code 5" "$work/size_err.txt"
+
 "$kelkit" stats "$work/missing.png" > /dev/null 2> "$work/err.txt"; rc=$?
 check "missing file exits 1" test $rc -eq 1
 check "missing file names the function and code" grep -q "im_file_load failed with code 30\|failed with code 30" "$work/err.txt"
