@@ -1,35 +1,15 @@
 // The inspection step of the demo: the learning inspection tool learns
 // several clean boards and checks the scene, whose board carries a scratch.
-// It needs the inspection tool's header; a build without it reports the
-// step as skipped.
 #include <algorithm>
 #include <memory>
 
 #include "demo_steps.hpp"
-
-#if __has_include("kelkit/inspect.h")
-#include "kelkit/inspect.h"
-#define KELKIT_DEMO_INSPECT 1
-#else
-#define KELKIT_DEMO_INSPECT 0
-#endif
 
 namespace demo {
 
 namespace {
 
 constexpr int kCleanBoards = 5;
-
-std::string expected_text(const Truth &truth) {
-  Point d = truth.defect();
-  return "1 scratch at " + fixed(d.x, 1) + "," + fixed(d.y, 1);
-}
-
-}  // namespace
-
-#if KELKIT_DEMO_INSPECT
-
-namespace {
 
 struct ToolDeleter {
   void operator()(KelInspect *t) const { kel_vela_inspect_delete(t); }
@@ -105,28 +85,12 @@ void step_inspection(Image *scene, const Truth &truth, unsigned seed, Pen &pen, 
   r.found = std::to_string(groups) + (groups == 1 ? " defect group" : " defect groups");
   r.figures = std::to_string(boxes) + " boxes deviate, worst " + fixed(worst, 1) + ", learned " +
               std::to_string(kCleanBoards) + " boards in " + fixed(learn_ms, 1) + " ms";
-  r.expected = expected_text(truth);
+  r.expected = "1 scratch at " + fixed(defect.x, 1) + "," + fixed(defect.y, 1);
   r.error = hit < 0 ? "scratch missed" : "scratch in group " + std::to_string(hit + 1);
   r.ms = check_ms;
   r.passed = hit >= 0 && groups == 1;
   report.steps.push_back(r);
   report.details.push_back(std::move(d));
 }
-
-#else
-
-void step_inspection(Image *, const Truth &truth, unsigned, Pen &, Image *, Report &report) {
-  StepRow r;
-  r.step = "board check (inspection)";
-  r.found = "skipped";
-  r.figures = "the inspection tool is not in this build";
-  r.expected = expected_text(truth);
-  r.error = "-";
-  r.skipped = true;
-  report.steps.push_back(r);
-  report.details.push_back({"defect groups", {}, {}});
-}
-
-#endif
 
 }  // namespace demo

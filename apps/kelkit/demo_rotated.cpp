@@ -1,21 +1,11 @@
-// The rotation-invariant search step of the demo. It needs the 360 search's
-// header; a build without it reports the step as skipped.
+// The rotation-invariant search step of the demo.
 #include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "demo_steps.hpp"
 
-#if __has_include("kelkit/vela360.h")
-#include "kelkit/vela360.h"
-#define KELKIT_DEMO_VELA360 1
-#else
-#define KELKIT_DEMO_VELA360 0
-#endif
-
 namespace demo {
-
-#if KELKIT_DEMO_VELA360
 
 namespace {
 
@@ -121,23 +111,5 @@ void step_rotated_part(Image *scene, const Truth &truth, Pen &pen, Report &repor
   report.steps.push_back(r);
   report.details.push_back(std::move(d));
 }
-
-#else
-
-void step_rotated_part(Image *, const Truth &truth, Pen &, Report &report) {
-  const Part &turned = truth.parts[truth.rotated_part];
-  StepRow r;
-  r.step = "turned part (360 search)";
-  r.found = "skipped";
-  r.figures = "the rotation-invariant search is not in this build";
-  r.expected = fixed(turned.angle_deg, 2) + " deg at " + fixed(turned.centre.x, 1) + "," +
-               fixed(turned.centre.y, 1);
-  r.error = "-";
-  r.skipped = true;
-  report.steps.push_back(r);
-  report.details.push_back({"rotated search", {}, {}});
-}
-
-#endif
 
 }  // namespace demo

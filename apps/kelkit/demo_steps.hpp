@@ -23,7 +23,6 @@ struct StepRow {
   std::string error;     // found against expected
   double ms = 0;         // time of the library calls of the step
   bool passed = true;    // within the demo's tolerances
-  bool skipped = false;  // the tool is not part of this build
 };
 
 // A list of records (one per found object) under a key of the output.
@@ -54,15 +53,14 @@ long long now_ns();
 // The correlation search finds the fiducial marks.
 void step_fiducials(Image *scene, const Truth &truth, Pen &pen, Report &report);
 // The rotation-invariant search finds every part with its angle (the turned
-// one among them). Reported as skipped in a build without that search.
+// one among them).
 void step_rotated_part(Image *scene, const Truth &truth, Pen &pen, Report &report);
 // Blob analysis counts and measures the parts and the holes.
 void step_blobs(Image *scene, const Truth &truth, Pen &pen, Report &report);
 // A caliper measures the width of one part along a line across it.
 void step_caliper(Image *scene, const Truth &truth, Pen &pen, Report &report);
-// The inspection tool learns clean boards and finds the scratch. Reported as
-// skipped in a build without the inspection tool. Draws the defect groups
-// with `pen`, and into `defects` (a copy of the scene) when it is not null.
+// The inspection tool learns clean boards and finds the scratch. Draws the
+// defect groups with `pen`, and into `defects` (a copy of the scene).
 void step_inspection(Image *scene, const Truth &truth, unsigned seed, Pen &pen, Image *defects,
                      Report &report);
 
