@@ -1,5 +1,5 @@
 /*
- * kelkit/geometry.h - line geometry and image rotation.
+ * kelkit/geometry.h - line geometry, image rotation and mirroring.
  */
 #ifndef KELKIT_GEOMETRY_H
 #define KELKIT_GEOMETRY_H
@@ -48,6 +48,20 @@ KELKIT_API int kel_linear_regression(int n, const double *x, const double *y, do
  * types; 6 unsupported type; 17 an empty image; 10 an angle that is not
  * finite. */
 KELKIT_API int kel_rotate(const Image *src, Image *dst, double angle);
+
+/* Mirrors an image left to right: dst(x, y) = src(w - 1 - x, y) for x < w and
+ * y < h, with w and h the common width and height of src and dst (a larger
+ * image's pixels outside that area are neither read nor written). dst may be
+ * src itself (the mirror is done in place); a different image that shares
+ * pixels with src is refused. BYTE, WORD or FLOAT, one type for both; either
+ * may be a view.
+ * Processor switch: while kel_use_mmx() is 1, BYTE images with a common
+ * width of 8 or more return 0 at once and leave dst as it was; narrower BYTE
+ * images and WORD and FLOAT images are mirrored. Call kel_set_use_mmx(0) to
+ * always compute.
+ * Returns 0; 1 null image; 106 dst is another image overlapping src; 13
+ * different pixel types; 6 unsupported type; 17 empty common area. */
+KELKIT_API int kel_hflip(const Image *src, Image *dst);
 
 #ifdef __cplusplus
 }

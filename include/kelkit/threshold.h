@@ -1,18 +1,19 @@
 /*
  * kelkit/threshold.h - value mapping of BYTE images through a 256-entry
- * table, the threshold family built on it, and binarisation of any pixel
- * type.
+ * table, the threshold family built on it, and binarisation and thresholds
+ * of any pixel type.
  *
  * Every operator here works in place on the full dx by dy of its image or
  * view (writing through a view writes its master, and only the view's
  * rectangle), returns a status code and reports a failure through im_error
  * under its own exported name (kel_threshold_up reports as
  * "kel_trhesold_up"). Checks come in this order: a null image (1), the pixel
- * type (13, or 6 for kel_binary), then an empty image (17); every check
- * precedes the first write, so a failing call leaves the image as it was.
+ * type (13, or 6 for kel_binary and the general-type thresholds), then an
+ * empty image (17); every check precedes the first write, so a failing call
+ * leaves the image as it was.
  *
- * The threshold operators build a 256-entry table for the call and apply it
- * exactly as kel_lut does.
+ * The BYTE threshold operators build a 256-entry table for the call and apply
+ * it exactly as kel_lut does.
  */
 #ifndef KELKIT_THRESHOLD_H
 #define KELKIT_THRESHOLD_H
@@ -69,6 +70,28 @@ KELKIT_API int kel_dynthreshold(Image *img, unsigned int count);
  * NaN threshold sets every pixel to 0; a NaN FLOAT pixel becomes 0.0.
  * Returns 0; 1 null image; 6 other pixel type; 17 empty image. */
 KELKIT_API int kel_binary(Image *img, float t);
+
+/* ---- any pixel type ----------------------------------------------------
+ *
+ * kel_threshold2 and kel_threshold_band2 take BYTE, WORD and FLOAT images
+ * (6 otherwise) and work in place. The bounds are compared with the pixel
+ * values exactly as given (a WORD pixel 10 is below 10.5); the class values
+ * are converted to the image's type as kel_constant2 does: truncated toward
+ * zero and clamped for BYTE and WORD, NaN storing 0. A NaN pixel belongs to
+ * the lowest class. Neither takes the processor switch. On BYTE images with
+ * whole-number bounds and values they give exactly what kel_threshold and
+ * kel_threshold_band give with the switch off.
+ * Checks: null image (1), pixel type (6), empty image (17). */
+
+/* p >= t becomes `high`, every other pixel (p < t, NaN) becomes `low`. */
+KELKIT_API int kel_threshold2(Image *img, float t, float low, float high);
+
+/* When hi > lo: p <= lo becomes `below`, lo < p < hi becomes `inside`, p >= hi
+ * becomes `above`, and a NaN pixel becomes `below`. When hi <= lo (or either
+ * bound is NaN) the bounds are unusable and every pixel becomes 0, as in
+ * kel_threshold_band. */
+KELKIT_API int kel_threshold_band2(Image *img, float lo, float hi, float below, float inside,
+                                   float above);
 
 #ifdef __cplusplus
 }
