@@ -379,7 +379,9 @@ TEST_F(Search, MultiFindsSeparatedCopiesAndMergesCloseOnes) {
   EXPECT_NEAR(y8[0], 42, 0.5);
   EXPECT_EQ(score8[0], 100);
   for (int i = 0; i < count8; ++i) {
-    if (i > 0) EXPECT_LE(score8[i], score8[i - 1]);
+    if (i > 0) {
+      EXPECT_LE(score8[i], score8[i - 1]);
+    }
     for (int j = i + 1; j < count8; ++j)
       EXPECT_FALSE(std::abs(x8[i] - x8[j]) < 22 && std::abs(y8[i] - y8[j]) < 22) << i << " " << j;
   }

@@ -476,7 +476,9 @@ TEST_F(Vela, FindFailures) {
     r->num_positions = 2;
     EXPECT_EQ(kel_vela_search_find(c.img, c.p, 0, c.r), c.code);
     EXPECT_REPORT("kel_vela_search_find", c.code);
-    if (c.r && c.p) EXPECT_EQ(r->num_positions, 0);
+    if (c.r && c.p) {
+      EXPECT_EQ(r->num_positions, 0);
+    }
   }
 }
 

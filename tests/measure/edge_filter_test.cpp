@@ -212,7 +212,9 @@ TEST_F(EdgeFilter, CheckOrderAndFailureReports) {
     kt::clear_report();
     EXPECT_EQ(c.f(c.img, c.separation, c.size, 0, 0, 0), c.code) << c.fn << " " << c.code;
     EXPECT_REPORT(c.fn, c.code);
-    if (c.message) EXPECT_STREQ(im_last_message(), c.message) << c.fn;
+    if (c.message) {
+      EXPECT_STREQ(im_last_message(), c.message) << c.fn;
+    }
   }
   // A pixel type code outside BYTE, WORD and FLOAT: 6 from the typed forms,
   // after the size check.

@@ -24,7 +24,9 @@ void check_paths(std::uint32_t seed) {
       to_float_row_ref(src.data() + start, want.data(), n);
       to_float_row(src.data() + start, best.data(), n);
       ASSERT_EQ(best, want) << "n " << n << " start " << start;
-      if (to_float_row_wide(src.data() + start, wide.data(), n)) ASSERT_EQ(wide, want);
+      if (to_float_row_wide(src.data() + start, wide.data(), n)) {
+        ASSERT_EQ(wide, want);
+      }
     }
 }
 

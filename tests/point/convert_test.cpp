@@ -199,7 +199,9 @@ TEST_F(Convert, SplitAndJoinFailures) {
   auto expect = [](int got, const char *fn, int code, const char *message) {
     EXPECT_EQ(got, code);
     EXPECT_REPORT(fn, code);
-    if (message) EXPECT_STREQ(im_last_message(), message);
+    if (message) {
+      EXPECT_STREQ(im_last_message(), message);
+    }
     kt::clear_report();
   };
   expect(kel_word_to_bytes(nullptr, b, b), "kel_word_to_bytes", 1, nullptr);
@@ -278,7 +280,9 @@ TEST_F(Convert, RgbPackStoresTheColourAndChecksSizes) {
   auto expect = [](int got, int code, const char *message) {
     EXPECT_EQ(got, code);
     EXPECT_REPORT("kel_rgb_pack", code);
-    if (message) EXPECT_STREQ(im_last_message(), message);
+    if (message) {
+      EXPECT_STREQ(im_last_message(), message);
+    }
     kt::clear_report();
   };
   kt::clear_report();

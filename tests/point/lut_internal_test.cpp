@@ -28,7 +28,9 @@ TEST(LutRows, FastPathsEqualThePlainLoop) {
       map_row(best.data() + start, n, table);
       ASSERT_EQ(words, want) << "words, n " << n << " start " << start;
       ASSERT_EQ(best, want) << "n " << n << " start " << start;
-      if (map_row_wide(wide.data() + start, n, table)) ASSERT_EQ(wide, want) << "wide, n " << n;
+      if (map_row_wide(wide.data() + start, n, table)) {
+        ASSERT_EQ(wide, want) << "wide, n " << n;
+      }
     }
   }
 }
@@ -67,7 +69,9 @@ TEST(LutRows, StepTablesAreRecognisedAndSelectExactly) {
       step_row_sse2(narrow.data() + 1, n, st);
       ASSERT_EQ(got, want) << "step " << st.step << " n " << n;
       ASSERT_EQ(narrow, want) << "sse2, step " << st.step << " n " << n;
-      if (step_row_wide(wide.data() + 1, n, st)) ASSERT_EQ(wide, want) << "wide, n " << n;
+      if (step_row_wide(wide.data() + 1, n, st)) {
+        ASSERT_EQ(wide, want) << "wide, n " << n;
+      }
     }
 }
 
