@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
-# Builds the kelkit tool (release) and runs it on a sample inspection image
-# that the project generates: prints the library facts and the statistics of
-# the image. Output goes to out/.
+# Builds the kelkit tool (release) and runs its demonstration: a synthetic
+# inspection board is made, then fiducials, a rotated part, parts and holes, a
+# width and a defect are found on it. The results table is printed and the
+# annotated images go to out/demo/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 cmake --preset release >/dev/null
-cmake --build --preset release -j"$(nproc)" --target kelkit example_make_sample >/dev/null
-mkdir -p out
-build/release/examples/make_sample out/part.png
+cmake --build --preset release -j"$(nproc)" --target kelkit >/dev/null
 build/release/apps/kelkit/kelkit info
 echo
-build/release/apps/kelkit/kelkit stats out/part.png
+build/release/apps/kelkit/kelkit demo --out out/demo
