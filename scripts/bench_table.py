@@ -19,7 +19,9 @@ def main(path):
             continue
         if name not in repeated and b.get("run_type") == "aggregate":
             continue
-        parts = name.split("/")
+        # Drop the suffixes Google Benchmark appends (real_time, iterations:1,
+        # repeats:1, ...), leaving <case>/<implementation>/<size>.
+        parts = [p for p in name.split("/") if p not in ("real_time", "process_time") and ":" not in p]
         if len(parts) < 3:
             continue
         case, impl, size = "/".join(parts[:-2]), parts[-2], parts[-1]
