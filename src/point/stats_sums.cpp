@@ -27,20 +27,30 @@ double variance_formula(double s, double q, double n) {
   return (q * n - s * s) / n / (n - 1);
 }
 
-// The exact routine: 32-bit sum, sum of squares in double. The squares are
-// gathered by the row kernel in chunks of 16384 pixels, whose sum of squares
-// (at most 16384 * 255^2) cannot wrap, so every chunk is exact.
-double exact_variance(const Image *img, double n) {
+// Sum (modulo 2^32) and exact sum of squares of a BYTE image. The squares
+// are gathered by the row kernel in chunks of 16384 pixels, whose sum of
+// squares (at most 16384 * 255^2) cannot wrap, so every chunk is exact; the
+// 32-bit accumulator of the plain formula is the low half of the total.
+struct Sums {
   std::uint32_t s = 0;
   std::uint64_t q = 0;
+};
+
+Sums byte_sums(const Image *img) {
+  Sums r;
   kel::stats::for_each_span(img, [&](const std::uint8_t *p, int count) {
     for (int start = 0; start < count; start += 16384) {
       std::uint32_t chunk_squares = 0;
-      kel::stats::sum_squares_row(p + start, std::min(count - start, 16384), &s, &chunk_squares);
-      q += chunk_squares;
+      kel::stats::sum_squares_row(p + start, std::min(count - start, 16384), &r.s, &chunk_squares);
+      r.q += chunk_squares;
     }
   });
-  return variance_formula(s, static_cast<double>(q), n);
+  return r;
+}
+
+// The exact routine: 32-bit sum, sum of squares in double.
+double exact_variance(const Sums &sums, double n) {
+  return variance_formula(sums.s, static_cast<double>(sums.q), n);
 }
 
 // Sum in single precision in raster order: one float accumulator, each
@@ -87,18 +97,18 @@ KELKIT_API double kel_average(const Image *img) {
 KELKIT_API double kel_variance(const Image *img) {
   return kel::guarded_value<double>("kel_variance", 0.0, [&](const char *fn) -> double {
     if (kel::need_image(fn, img) || kel::need_type(fn, BYTE, img)) return 0.0;
+    double n = static_cast<double>(img->dx) * img->dy;
     if (kel::mmx_on() && img->dx >= 8) {
       double v = kel::last_fast_variance();
-      return v < 0.0 ? exact_variance(img, static_cast<double>(img->dx) * img->dy) : v;
+      return v < 0.0 ? exact_variance(byte_sums(img), n) : v;
     }
-    std::uint32_t s = 0, q = 0;
-    kel::stats::for_each_span(
-        img, [&](const std::uint8_t *p, int n) { kel::stats::sum_squares_row(p, n, &s, &q); });
-    double n = static_cast<double>(img->dx) * img->dy;
+    // One pass gives both the exact sum of squares and its 32-bit wrapped
+    // value, which the formula uses first.
+    Sums sums = byte_sums(img);
     if (!(n > 1.5)) return 0.0;
-    double v = variance_formula(s, q, n);
+    double v = variance_formula(sums.s, static_cast<std::uint32_t>(sums.q), n);
     // A negative result means the 32-bit sum of squares wrapped.
-    return v < 0.0 ? exact_variance(img, n) : v;
+    return v < 0.0 ? exact_variance(sums, n) : v;
   });
 }
 
