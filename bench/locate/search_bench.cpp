@@ -9,24 +9,11 @@
 #include <vector>
 
 #include "bench_support.hpp"
+#include "locate/locate_bench_support.hpp"
 
 namespace {
 
 using kb::as_mat;
-
-// Random texture blurred by three passes of a 5-pixel box filter in each
-// direction: a smooth grey-level surface like a matt industrial part.
-kb::ImagePtr smooth_texture(int dx, int dy, std::uint32_t seed) {
-  kb::ImagePtr noise = kb::random_bytes(dx, dy, seed);
-  cv::Mat m = as_mat(noise.get()), f;
-  m.convertTo(f, CV_32F);
-  for (int pass = 0; pass < 3; ++pass)
-    cv::blur(f, f, cv::Size(5, 5), cv::Point(-1, -1), cv::BORDER_REFLECT);
-  cv::normalize(f, f, 20, 235, cv::NORM_MINMAX);
-  kb::ImagePtr img(im_create(BYTE, dx, dy));
-  f.convertTo(as_mat(img.get()), CV_8U);
-  return img;
-}
 
 struct Case {
   int model, width, height;
@@ -41,12 +28,9 @@ struct Setup {
   KelSearchParams *params = nullptr;
   int mx = 0, my = 0;
   explicit Setup(const Case &c, bool train = true) {
-    scene = smooth_texture(c.width, c.height, 11);
+    scene = kb::smooth_texture(c.width, c.height, 11);
     mx = c.width * 3 / 5, my = c.height / 3;
-    model.reset(im_create(BYTE, c.model, c.model));
-    Image *view = im_rroi(scene.get(), mx, my, c.model, c.model);
-    im_copy(view, model.get());
-    im_delete(view);
+    model = kb::cut_model(scene.get(), mx, my, c.model);
     params = kel_search_create_params();
     if (train) kel_search_train(scene.get(), model.get(), params);
   }

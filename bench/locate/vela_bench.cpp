@@ -11,24 +11,13 @@
 #include <vector>
 
 #include "bench_support.hpp"
+#include "locate/locate_bench_support.hpp"
 
 namespace {
 
 using kb::as_mat;
 
 constexpr double kAngle = 3.4, kShiftX = 0.3, kShiftY = -0.4;
-
-kb::ImagePtr smooth_texture(int dx, int dy, std::uint32_t seed) {
-  kb::ImagePtr noise = kb::random_bytes(dx, dy, seed);
-  cv::Mat m = as_mat(noise.get()), f;
-  m.convertTo(f, CV_32F);
-  for (int pass = 0; pass < 3; ++pass)
-    cv::blur(f, f, cv::Size(5, 5), cv::Point(-1, -1), cv::BORDER_REFLECT);
-  cv::normalize(f, f, 20, 235, cv::NORM_MINMAX);
-  kb::ImagePtr img(im_create(BYTE, dx, dy));
-  f.convertTo(as_mat(img.get()), CV_8U);
-  return img;
-}
 
 struct Case {
   int model, width, height;
@@ -45,12 +34,9 @@ struct Setup {
   int mx = 0, my = 0;
   double cx = 0, cy = 0;  // where the model's centre lies in `scene`
   explicit Setup(const Case &c, bool train = true) {
-    train_scene = smooth_texture(c.width, c.height, 11);
+    train_scene = kb::smooth_texture(c.width, c.height, 11);
     mx = c.width * 3 / 5, my = c.height / 3;
-    model.reset(im_create(BYTE, c.model, c.model));
-    Image *view = im_rroi(train_scene.get(), mx, my, c.model, c.model);
-    im_copy(view, model.get());
-    im_delete(view);
+    model = kb::cut_model(train_scene.get(), mx, my, c.model);
     const double ox = mx + (c.model - 1) / 2.0, oy = my + (c.model - 1) / 2.0;
     cv::Mat rot = cv::getRotationMatrix2D(cv::Point2f(float(ox), float(oy)), kAngle, 1.0);
     rot.at<double>(0, 2) += kShiftX;

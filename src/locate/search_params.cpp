@@ -8,32 +8,15 @@
 
 #include "frame/call.hpp"
 #include "kelkit/search.h"
+#include "locate/params_common.hpp"
 #include "locate/search_record.hpp"
 
 namespace {
 
-constexpr int kRetryRows = 6;
-constexpr int kRetryStepX[kRetryRows] = {-20, 0, -20, 0, -50, -50};
-constexpr int kRetryStepY[kRetryRows] = {0, -20, -20, -50, 0, -50};
-constexpr int kRetryPatternX[kRetryRows] = {-30, 0, -30, 0, -70, -70};
-constexpr int kRetryPatternY[kRetryRows] = {0, -30, -30, -70, 0, -70};
 constexpr int kMinCandidates = 20;
 
-int *int_array(int n) {
-  return static_cast<int *>(std::calloc(static_cast<std::size_t>(n), sizeof(int)));
-}
-
-int *copy_table(const int (&values)[kRetryRows]) {
-  int *a = int_array(kRetryRows);
-  if (a) std::copy(values, values + kRetryRows, a);
-  return a;
-}
-
 void free_arrays(KelSearchParams *p) {
-  std::free(p->retry_step_x_pct);
-  std::free(p->retry_step_y_pct);
-  std::free(p->retry_pattern_x_pct);
-  std::free(p->retry_pattern_y_pct);
+  kel::locate::free_retry_tables(p);
   std::free(p->candidate_x);
   std::free(p->candidate_y);
   std::free(p->candidate_cost);
@@ -54,19 +37,7 @@ void fit_candidate_store(KelSearchParams *p) {
   if (wanted > INT_MAX / static_cast<std::int64_t>(sizeof(int))) throw std::bad_alloc();
   int n = static_cast<int>(wanted);
   if (n == p->candidate_capacity && p->candidate_x && p->candidate_y && p->candidate_cost) return;
-  int *x = int_array(n), *y = int_array(n), *cost = int_array(n);
-  if (!x || !y || !cost) {
-    std::free(x);
-    std::free(y);
-    std::free(cost);
-    throw std::bad_alloc();
-  }
-  std::free(p->candidate_x);
-  std::free(p->candidate_y);
-  std::free(p->candidate_cost);
-  p->candidate_x = x;
-  p->candidate_y = y;
-  p->candidate_cost = cost;
+  replace_arrays(n, p->candidate_x, p->candidate_y, p->candidate_cost);
   p->candidate_capacity = n;
 }
 
@@ -81,32 +52,20 @@ KELKIT_API KelSearchParams *kel_search_create_params(void) {
     kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
     return nullptr;
   }
-  p->scan_step_x = p->scan_step_y = 8;
-  p->scan_pattern_x = p->scan_pattern_y = 8;
-  p->auto_step = 1;
-  p->early_term = 100;
-  p->suspicious = 90;
-  p->auto_retry = 1;
-  p->trained_step_x = p->trained_step_y = 8;
-  p->trained_pattern_x = p->trained_pattern_y = 8;
+  kel::locate::set_scan_defaults(p, 90);
   p->model = nullptr;
-  p->retry_count = kRetryRows;
-  p->retry_step_x_pct = copy_table(kRetryStepX);
-  p->retry_step_y_pct = copy_table(kRetryStepY);
-  p->retry_pattern_x_pct = copy_table(kRetryPatternX);
-  p->retry_pattern_y_pct = copy_table(kRetryPatternY);
   p->candidate_capacity = kMinCandidates;
-  p->candidate_y = int_array(kMinCandidates);
-  p->candidate_x = int_array(kMinCandidates);
-  p->candidate_cost = int_array(kMinCandidates);
+  p->candidate_y = kel::locate::array_of<int>(kMinCandidates);
+  p->candidate_x = kel::locate::array_of<int>(kMinCandidates);
+  p->candidate_cost = kel::locate::array_of<int>(kMinCandidates);
   p->num_to_find = 1;
   p->work_rows = nullptr;
   p->work_dy = p->work_dx = 0;
   p->sub_pixel = 1;
   p->score_scale = -1.0;
   p->score_offset = -1.0;
-  if (!p->retry_step_x_pct || !p->retry_step_y_pct || !p->retry_pattern_x_pct ||
-      !p->retry_pattern_y_pct || !p->candidate_x || !p->candidate_y || !p->candidate_cost) {
+  if (!kel::locate::has_retry_tables(p) || !p->candidate_x || !p->candidate_y ||
+      !p->candidate_cost) {
     free_arrays(p);
     std::free(p);
     kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
@@ -125,10 +84,10 @@ KELKIT_API int kel_search_delete_params(KelSearchParams *params) {
 
 #define KEL_SEARCH_ACCESSORS(field)                                            \
   KELKIT_API int kel_search_get_##field(const KelSearchParams *params) {       \
-    return params ? params->field : 0;                                         \
+    return kel::locate::get_field(params, &KelSearchParams::field);            \
   }                                                                            \
   KELKIT_API void kel_search_set_##field(KelSearchParams *params, int value) { \
-    if (params) params->field = value;                                         \
+    kel::locate::set_field(params, &KelSearchParams::field, value);            \
   }
 
 KEL_SEARCH_ACCESSORS(scan_step_x)

@@ -1,19 +1,17 @@
 // The correlation search's memory image: a flat little-endian block with a
 // fixed header and the model pixels. The model block is written and read
 // asymmetrically (see kelkit/search.h); both sides are kept exactly so.
-#include <bit>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
-#include <new>
 
 #include "frame/call.hpp"
-#include "frame/image_guard.hpp"
-#include "frame/pixels.hpp"
 #include "kelkit/search.h"
+#include "locate/persist_io.hpp"
 #include "locate/search_record.hpp"
 
 namespace {
+
+using namespace kel::locate;
 
 constexpr std::uint32_t kMagic = 0xDEAF1234u;
 constexpr std::uint32_t kVersion = 1;
@@ -43,28 +41,8 @@ int KelSearchParams::*const kTrained[] = {
     &KelSearchParams::trained_pattern_y,
 };
 
-void put32(std::uint8_t *b, std::int64_t off, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[off + i] = static_cast<std::uint8_t>(v >> (8 * i));
-}
-std::uint32_t get32(const std::uint8_t *b, std::int64_t off) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < 4; ++i)
-    v |= std::uint32_t{b[off + i]} << (8 * i);
-  return v;
-}
-void put_double(std::uint8_t *b, int off, double d) {
-  std::uint64_t v = std::bit_cast<std::uint64_t>(d);
-  put32(b, off, static_cast<std::uint32_t>(v));
-  put32(b, off + 4, static_cast<std::uint32_t>(v >> 32));
-}
-double get_double(const std::uint8_t *b, int off) {
-  return std::bit_cast<double>(std::uint64_t{get32(b, off)} | std::uint64_t{get32(b, off + 4)}
-                                                                  << 32);
-}
-
 bool has_valid_model(const KelSearchParams *p) {
-  return p->model && p->model->dx >= 1 && p->model->dy >= 1;
+  return kel::locate::has_valid_model(p->model);
 }
 
 // dx * dy + 485 for a valid model, else 0.
@@ -86,16 +64,7 @@ std::int64_t written_extent(const KelSearchParams *p) {
 extern "C" {
 
 KELKIT_API int kel_search_params_mem_size(const KelSearchParams *p, int *size) {
-  return kel::guarded("kel_search_params_mem_size", [&](const char *fn) -> int {
-    if (size) *size = 0;
-    if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
-    if (int e = kel::need_pointer(fn, size, "Size pointer is NULL")) return e;
-    if (!has_valid_model(p)) return kel::fail(fn, KEL_ERR_ARGUMENT, "No trained model");
-    std::int64_t n = required_size(p);
-    if (n > INT32_MAX) return kel::fail(fn, KEL_ERR_ARGUMENT, "Model too large");
-    *size = static_cast<int>(n);
-    return KEL_OK;
-  });
+  return kel::locate::mem_size_query("kel_search_params_mem_size", p, size, required_size);
 }
 
 KELKIT_API int kel_search_save_params_to_mem(const KelSearchParams *p, void *buffer, int size) {
@@ -123,9 +92,7 @@ KELKIT_API int kel_search_save_params_to_mem(const KelSearchParams *p, void *buf
     put32(b, kHeaderSize + kRelSize, static_cast<std::uint32_t>(m->dx));
     put32(b, kHeaderSize + kRelSize, static_cast<std::uint32_t>(m->dy));
     const std::int64_t stride = get32(b, kHeaderSize + kRelSize);
-    for (int r = 0; r < m->dy; ++r)
-      std::memcpy(b + kHeaderSize + kRelPixels + r * stride, kel::row<const std::uint8_t>(m, r),
-                  static_cast<std::size_t>(m->dx));
+    put_rows(b + kHeaderSize + kRelPixels, m, stride);
     return KEL_OK;
   });
 }
@@ -141,11 +108,7 @@ KELKIT_API int kel_search_load_params_from_mem(KelSearchParams *p, const void *b
     const int width = static_cast<std::int32_t>(get32(b, h + kRelSize));
     const int height = static_cast<std::int32_t>(get32(b, h + kRelHeight));
     if (width < 1 || height < 1) return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad model size");
-    kel::ImagePtr model = kel::make_image(BYTE, width, height);
-    if (!model) throw std::bad_alloc();
-    for (int r = 0; r < height; ++r)
-      std::memcpy(kel::row<std::uint8_t>(model.get(), r),
-                  b + h + kRelPixels + std::int64_t{r} * width, static_cast<std::size_t>(width));
+    kel::ImagePtr model = get_rows(b + h + kRelPixels, width, height);
 
     for (std::size_t i = 0; i < std::size(kSettings); ++i)
       p->*kSettings[i] = static_cast<std::int32_t>(get32(b, kOffSettings + 4 * i));

@@ -10,6 +10,7 @@
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
 #include "kelkit/search.h"
+#include "locate/params_common.hpp"
 #include "locate/search_record.hpp"
 
 namespace kel::locate {
@@ -186,12 +187,7 @@ KELKIT_API int kel_search_train(const Image *scene, const Image *model, KelSearc
       p->work_dy = scene->dy;
       p->work_dx = scene->dx;
       TrainedSteps t = train_steps(model, p->model, area8_of(scene), store_of(p), run_flag);
-      p->trained_step_x = t.step_x;
-      p->trained_step_y = t.step_y;
-      p->trained_pattern_x = t.pattern_x;
-      p->trained_pattern_y = t.pattern_y;
-      p->subpix_bias_x = t.bias_x;
-      p->subpix_bias_y = t.bias_y;
+      store_trained(p, t);
     }
     if (*static_cast<volatile int *>(&p->run_flag) != 1)
       return kel::fail(fn, KEL_ERR_RANGE, "Training stopped");

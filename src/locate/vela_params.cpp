@@ -6,34 +6,18 @@
 
 #include "frame/call.hpp"
 #include "kelkit/vela.h"
+#include "locate/params_common.hpp"
 #include "locate/vela_record.hpp"
 
 namespace {
 
-constexpr int kRetryRows = 6;
-constexpr int kRetryStepX[kRetryRows] = {-20, 0, -20, 0, -50, -50};
-constexpr int kRetryStepY[kRetryRows] = {0, -20, -20, -50, 0, -50};
-constexpr int kRetryPatternX[kRetryRows] = {-30, 0, -30, 0, -70, -70};
-constexpr int kRetryPatternY[kRetryRows] = {0, -30, -30, -70, 0, -70};
 constexpr int kDefaultRevisits = 20;
 constexpr int kAlgMax = 2;
 
-template <class T>
-T *array_of(int n) {
-  return static_cast<T *>(std::calloc(static_cast<std::size_t>(std::max(n, 1)), sizeof(T)));
-}
-
-int *copy_table(const int (&values)[kRetryRows]) {
-  int *a = array_of<int>(kRetryRows);
-  if (a) std::copy(values, values + kRetryRows, a);
-  return a;
-}
+using kel::locate::array_of;
 
 void free_arrays(KelVelaParams *p) {
-  std::free(p->retry_step_x_pct);
-  std::free(p->retry_step_y_pct);
-  std::free(p->retry_pattern_x_pct);
-  std::free(p->retry_pattern_y_pct);
+  kel::locate::free_retry_tables(p);
   std::free(p->candidate_value);
   std::free(p->candidate_x);
   std::free(p->candidate_y);
@@ -46,20 +30,7 @@ void free_arrays(KelVelaParams *p) {
 namespace kel::locate {
 
 void resize_candidates(KelVelaParams *p, int n) {
-  auto *value = array_of<double>(n);
-  int *x = array_of<int>(n), *y = array_of<int>(n);
-  if (!value || !x || !y) {
-    std::free(value);
-    std::free(x);
-    std::free(y);
-    throw std::bad_alloc();
-  }
-  std::free(p->candidate_value);
-  std::free(p->candidate_x);
-  std::free(p->candidate_y);
-  p->candidate_value = value;
-  p->candidate_x = x;
-  p->candidate_y = y;
+  replace_arrays(n, p->candidate_value, p->candidate_x, p->candidate_y);
   p->revisits = n;
 }
 
@@ -74,21 +45,9 @@ KELKIT_API KelVelaParams *kel_vela_search_create_params(void) {
     kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
     return nullptr;
   }
-  p->scan_step_x = p->scan_step_y = 8;
-  p->scan_pattern_x = p->scan_pattern_y = 8;
-  p->auto_step = 1;
-  p->early_term = 100;
-  p->suspicious = 60;
-  p->auto_retry = 1;
+  kel::locate::set_scan_defaults(p, 60);
   p->sub_pixel = 0;
   p->sub_pixel_grid[0] = p->sub_pixel_grid[1] = 1;
-  p->trained_step_x = p->trained_step_y = 8;
-  p->trained_pattern_x = p->trained_pattern_y = 8;
-  p->retry_count = kRetryRows;
-  p->retry_step_x_pct = copy_table(kRetryStepX);
-  p->retry_step_y_pct = copy_table(kRetryStepY);
-  p->retry_pattern_x_pct = copy_table(kRetryPatternX);
-  p->retry_pattern_y_pct = copy_table(kRetryPatternY);
   p->revisits = kDefaultRevisits;
   p->candidate_value = array_of<double>(kDefaultRevisits);
   p->candidate_x = array_of<int>(kDefaultRevisits);
@@ -108,9 +67,8 @@ KELKIT_API KelVelaParams *kel_vela_search_create_params(void) {
   p->coarse_angle_step = 2;
   p->extscore_setting = 0;
   p->filter_size = 16;
-  if (!p->retry_step_x_pct || !p->retry_step_y_pct || !p->retry_pattern_x_pct ||
-      !p->retry_pattern_y_pct || !p->candidate_value || !p->candidate_x || !p->candidate_y ||
-      !p->linear_scale || !p->linear_offset) {
+  if (!kel::locate::has_retry_tables(p) || !p->candidate_value || !p->candidate_x ||
+      !p->candidate_y || !p->linear_scale || !p->linear_offset) {
     free_arrays(p);
     std::free(p);
     kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
@@ -202,10 +160,10 @@ KELKIT_API int kel_vela_search_get_extscore_setting(const KelVelaParams *p) {
 
 #define KEL_VELA_ACCESSORS(type, field)                                            \
   KELKIT_API type kel_vela_search_get_##field(const KelVelaParams *params) {       \
-    return params ? params->field : type{};                                        \
+    return kel::locate::get_field(params, &KelVelaParams::field);                  \
   }                                                                                \
   KELKIT_API void kel_vela_search_set_##field(KelVelaParams *params, type value) { \
-    if (params) params->field = value;                                             \
+    kel::locate::set_field(params, &KelVelaParams::field, value);                  \
   }
 
 KEL_VELA_ACCESSORS(int, scan_step_x)

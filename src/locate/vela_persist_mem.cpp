@@ -1,17 +1,15 @@
 // The vela search's memory image: a flat little-endian block with a fixed
 // header and the model pixels at offset H = 188.
-#include <bit>
 #include <cstdint>
-#include <cstring>
-#include <new>
 
 #include "frame/call.hpp"
-#include "frame/image_guard.hpp"
-#include "frame/pixels.hpp"
 #include "kelkit/vela.h"
+#include "locate/persist_io.hpp"
 #include "locate/vela_record.hpp"
 
 namespace {
+
+using namespace kel::locate;
 
 constexpr std::uint32_t kMagic = 0xDEAFBEEFu;
 constexpr std::uint32_t kVersion = 2;
@@ -50,28 +48,8 @@ const DoubleAt kDoubles[] = {
 constexpr int kOffMagic = 0, kOffVersion = 4, kOffHeader = 8, kOffWidth = 12, kOffHeight = 16;
 constexpr int kOffScale = 24, kOffOffset = 32, kOffGrid = 76, kOffAlg = 184;
 
-void put32(std::uint8_t *b, std::int64_t off, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    b[off + i] = static_cast<std::uint8_t>(v >> (8 * i));
-}
-std::uint32_t get32(const std::uint8_t *b, std::int64_t off) {
-  std::uint32_t v = 0;
-  for (int i = 0; i < 4; ++i)
-    v |= std::uint32_t{b[off + i]} << (8 * i);
-  return v;
-}
-void put_double(std::uint8_t *b, int off, double d) {
-  std::uint64_t v = std::bit_cast<std::uint64_t>(d);
-  put32(b, off, static_cast<std::uint32_t>(v));
-  put32(b, off + 4, static_cast<std::uint32_t>(v >> 32));
-}
-double get_double(const std::uint8_t *b, int off) {
-  return std::bit_cast<double>(std::uint64_t{get32(b, off)} | std::uint64_t{get32(b, off + 4)}
-                                                                  << 32);
-}
-
 bool has_valid_model(const KelVelaParams *p) {
-  return p->model && p->model->dx >= 1 && p->model->dy >= 1;
+  return kel::locate::has_valid_model(p->model);
 }
 
 std::int64_t required_size(const KelVelaParams *p) {
@@ -83,16 +61,7 @@ std::int64_t required_size(const KelVelaParams *p) {
 extern "C" {
 
 KELKIT_API int kel_vela_search_params_mem_size(const KelVelaParams *p, int *size) {
-  return kel::guarded("kel_vela_search_params_mem_size", [&](const char *fn) -> int {
-    if (size) *size = 0;
-    if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
-    if (int e = kel::need_pointer(fn, size, "Size pointer is NULL")) return e;
-    if (!has_valid_model(p)) return kel::fail(fn, KEL_ERR_ARGUMENT, "No trained model");
-    const std::int64_t n = required_size(p);
-    if (n > INT32_MAX) return kel::fail(fn, KEL_ERR_ARGUMENT, "Model too large");
-    *size = static_cast<int>(n);
-    return KEL_OK;
-  });
+  return kel::locate::mem_size_query("kel_vela_search_params_mem_size", p, size, required_size);
 }
 
 KELKIT_API int kel_vela_search_save_params_to_mem(const KelVelaParams *p, void *buffer, int size) {
@@ -117,9 +86,7 @@ KELKIT_API int kel_vela_search_save_params_to_mem(const KelVelaParams *p, void *
       put32(b, f.off, static_cast<std::uint32_t>(p->*f.field));
     for (const DoubleAt &f : kDoubles)
       put_double(b, f.off, p->*f.field);
-    for (int r = 0; r < m->dy; ++r)
-      std::memcpy(b + kHeaderSize + std::int64_t{r} * m->dx, kel::row<const std::uint8_t>(m, r),
-                  static_cast<std::size_t>(m->dx));
+    put_rows(b + kHeaderSize, m, m->dx);
     return KEL_OK;
   });
 }
@@ -138,11 +105,7 @@ KELKIT_API int kel_vela_search_load_params_from_mem(KelVelaParams *p, const void
     const int alg = static_cast<std::int32_t>(get32(b, kOffAlg));
     if (alg < 0 || alg > p->alg_max || alg > 2)
       return kel::fail(fn, KEL_ERR_ARGUMENT, "Algorithm out of range");
-    kel::ImagePtr model = kel::make_image(BYTE, width, height);
-    if (!model) throw std::bad_alloc();
-    for (int r = 0; r < height; ++r)
-      std::memcpy(kel::row<std::uint8_t>(model.get(), r), b + h + std::int64_t{r} * width,
-                  static_cast<std::size_t>(width));
+    kel::ImagePtr model = get_rows(b + h, width, height);
 
     p->linear_scale[0] = get_double(b, kOffScale);
     p->linear_offset[0] = get_double(b, kOffOffset);

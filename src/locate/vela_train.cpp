@@ -15,6 +15,7 @@
 #include "frame/pixels.hpp"
 #include "kelkit/geometry.h"
 #include "kelkit/vela.h"
+#include "locate/params_common.hpp"
 #include "locate/vela_record.hpp"
 
 namespace kel::locate {
@@ -219,12 +220,7 @@ KELKIT_API int kel_vela_search_train(const Image *scene, const Image *model, Kel
     p->model = copy.release();
     p->model_mean = mean;
     p->model_variance = variance;
-    p->trained_step_x = t.step_x;
-    p->trained_step_y = t.step_y;
-    p->trained_pattern_x = t.pattern_x;
-    p->trained_pattern_y = t.pattern_y;
-    p->subpix_bias_x = t.bias_x;
-    p->subpix_bias_y = t.bias_y;
+    store_trained(p, t);
     for (int i = 0; i < p->revisits; ++i)
       p->candidate_value[i] = costs[i];
     if (p->use_geom) ensure_geo_model(p);

@@ -6,48 +6,27 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "kelkit.h"
+#include "locate/search_records.hpp"
 #include "locate/search_texture.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct ParamsDeleter {
-  void operator()(KelSearchParams *p) const { kel_search_delete_params(p); }
-};
-using Params = std::unique_ptr<KelSearchParams, ParamsDeleter>;
-
-std::string read_text(const fs::path &p) {
-  std::ifstream f(p);
-  std::stringstream s;
-  s << f.rdbuf();
-  return s.str();
-}
-
-std::uint32_t word(const std::vector<std::uint8_t> &b, std::size_t off) {
-  return std::uint32_t{b[off]} | std::uint32_t{b[off + 1]} << 8 | std::uint32_t{b[off + 2]} << 16 |
-         std::uint32_t{b[off + 3]} << 24;
-}
+using lt::dbl;
+using lt::read_text;
+using lt::word;
+using Params = lt::SearchParams;
 
 void put_word(std::vector<std::uint8_t> &b, std::size_t off, std::uint32_t v) {
   for (int i = 0; i < 4; ++i)
     b[off + i] = static_cast<std::uint8_t>(v >> (8 * i));
-}
-
-double dbl(const std::vector<std::uint8_t> &b, std::size_t off) {
-  double d;
-  std::uint64_t v = word(b, off) | std::uint64_t{word(b, off + 4)} << 32;
-  std::memcpy(&d, &v, 8);
-  return d;
 }
 
 bool same_pixels(const Image *a, const Image *b) {

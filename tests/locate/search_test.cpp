@@ -8,18 +8,15 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <thread>
 
 #include "kelkit.h"
+#include "locate/search_records.hpp"
 #include "locate/search_texture.hpp"
 
 namespace {
 
-struct ParamsDeleter {
-  void operator()(KelSearchParams *p) const { kel_search_delete_params(p); }
-};
-using Params = std::unique_ptr<KelSearchParams, ParamsDeleter>;
+using Params = lt::SearchParams;
 
 Params make_params() {
   Params p(kel_search_create_params());

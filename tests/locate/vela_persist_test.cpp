@@ -9,45 +9,23 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "kelkit.h"
+#include "locate/search_records.hpp"
 #include "locate/vela_scene.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-struct ParamsDeleter {
-  void operator()(KelVelaParams *p) const { kel_vela_search_delete_params(p); }
-};
-using Params = std::unique_ptr<KelVelaParams, ParamsDeleter>;
-struct ResultsDeleter {
-  void operator()(KelVelaResults *r) const { kel_vela_search_delete_results(r); }
-};
-using Results = std::unique_ptr<KelVelaResults, ResultsDeleter>;
-
-std::string read_text(const fs::path &p) {
-  std::ifstream f(p);
-  std::stringstream s;
-  s << f.rdbuf();
-  return s.str();
-}
-
-std::int32_t word(const std::vector<std::uint8_t> &b, std::size_t off) {
-  return static_cast<std::int32_t>(std::uint32_t{b[off]} | std::uint32_t{b[off + 1]} << 8 |
-                                   std::uint32_t{b[off + 2]} << 16 |
-                                   std::uint32_t{b[off + 3]} << 24);
-}
-
-double dbl(const std::vector<std::uint8_t> &b, std::size_t off) {
-  double d;
-  std::memcpy(&d, &b[off], 8);  // little-endian host
-  return d;
-}
+using lt::dbl;
+using lt::read_text;
+using lt::signed_word;
+using lt::word;
+using Params = lt::VelaParams;
+using Results = lt::VelaResults;
 
 class VelaPersist : public ::testing::Test {
  protected:
@@ -194,39 +172,39 @@ TEST_F(VelaPersist, MemoryImageOffsetsAndRoundTrip) {
   std::vector<std::uint8_t> b(size, 0xA5);
   ASSERT_EQ(kel_vela_search_save_params_to_mem(p.get(), b.data(), size), 0);
   EXPECT_NO_REPORT();
-  EXPECT_EQ(static_cast<std::uint32_t>(word(b, 0)), 0xDEAFBEEFu);
-  EXPECT_EQ(word(b, 4), 2);
-  EXPECT_EQ(word(b, 8), 188);
-  EXPECT_EQ(word(b, 12), 30);
-  EXPECT_EQ(word(b, 16), 26);
+  EXPECT_EQ(word(b, 0), 0xDEAFBEEFu);
+  EXPECT_EQ(signed_word(b, 4), 2);
+  EXPECT_EQ(signed_word(b, 8), 188);
+  EXPECT_EQ(signed_word(b, 12), 30);
+  EXPECT_EQ(signed_word(b, 16), 26);
   EXPECT_EQ(dbl(b, 24), 0.75);
   EXPECT_EQ(dbl(b, 32), 2.5);
   const int ints[] = {5, 6, 7, 9, 0, 97, 41, 0, 3, 4, 2};
   for (int i = 0; i < 11; ++i)
-    EXPECT_EQ(word(b, 40 + 4 * i), ints[i]) << i;
-  EXPECT_EQ(word(b, 84), p->trained_step_x);
-  EXPECT_EQ(word(b, 88), p->trained_step_y);
-  EXPECT_EQ(word(b, 92), p->trained_pattern_x);
-  EXPECT_EQ(word(b, 96), p->trained_pattern_y);
+    EXPECT_EQ(signed_word(b, 40 + 4 * i), ints[i]) << i;
+  EXPECT_EQ(signed_word(b, 84), p->trained_step_x);
+  EXPECT_EQ(signed_word(b, 88), p->trained_step_y);
+  EXPECT_EQ(signed_word(b, 92), p->trained_pattern_x);
+  EXPECT_EQ(signed_word(b, 96), p->trained_pattern_y);
   EXPECT_EQ(dbl(b, 104), 0.125);
   EXPECT_EQ(dbl(b, 112), -0.0625);
   const int more[] = {4, 1, 1, 33, 24};
   for (int i = 0; i < 5; ++i)
-    EXPECT_EQ(word(b, 120 + 4 * i), more[i]) << i;
+    EXPECT_EQ(signed_word(b, 120 + 4 * i), more[i]) << i;
   EXPECT_EQ(dbl(b, 144), 12.5);
-  EXPECT_EQ(word(b, 152), 17);
-  EXPECT_EQ(word(b, 156), 3);
-  EXPECT_EQ(word(b, 160), 1);
+  EXPECT_EQ(signed_word(b, 152), 17);
+  EXPECT_EQ(signed_word(b, 156), 3);
+  EXPECT_EQ(signed_word(b, 160), 1);
   EXPECT_EQ(dbl(b, 168), p->model_mean);
   EXPECT_EQ(dbl(b, 176), p->model_variance);
-  EXPECT_EQ(word(b, 184), 2);
+  EXPECT_EQ(signed_word(b, 184), 2);
   for (int off : {20, 100, 140, 164})  // not written
-    EXPECT_EQ(static_cast<std::uint32_t>(word(b, off)), 0xA5A5A5A5u) << off;
+    EXPECT_EQ(word(b, off), 0xA5A5A5A5u) << off;
   for (int y = 0; y < 26; ++y)
     for (int x = 0; x < 30; ++x)
       ASSERT_EQ(b[188 + y * 30 + x], kt::get(model, x, y));
   // The four bytes past the block are not written either.
-  EXPECT_EQ(static_cast<std::uint32_t>(word(b, size - 4)), 0xA5A5A5A5u);
+  EXPECT_EQ(word(b, size - 4), 0xA5A5A5A5u);
 
   Params q(kel_vela_search_create_params());
   ASSERT_EQ(kel_vela_search_load_params_from_mem(q.get(), b.data()), 0);

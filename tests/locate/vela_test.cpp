@@ -8,22 +8,16 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 #include "kelkit.h"
+#include "locate/search_records.hpp"
 #include "locate/vela_scene.hpp"
 
 namespace {
 
-struct ParamsDeleter {
-  void operator()(KelVelaParams *p) const { kel_vela_search_delete_params(p); }
-};
-using Params = std::unique_ptr<KelVelaParams, ParamsDeleter>;
-struct ResultsDeleter {
-  void operator()(KelVelaResults *r) const { kel_vela_search_delete_results(r); }
-};
-using Results = std::unique_ptr<KelVelaResults, ResultsDeleter>;
+using Params = lt::VelaParams;
+using Results = lt::VelaResults;
 
 class Vela : public ::testing::Test {
  protected:
