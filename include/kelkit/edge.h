@@ -27,13 +27,16 @@
 extern "C" {
 #endif
 
-/* A fitted edge line. theta and distance describe the line in normal form,
- *     x * cos(theta) + y * sin(theta) = distance,
- * with theta, the angle of the line's normal, in (-pi/2, pi/2] (so a
- * horizontal line has theta = pi/2 and distance = its row, a vertical line
- * theta = 0 and distance = its column). p1, p2 and p3 are points of the line
- * at the start, the middle and the end of the image (see
- * kel_edge_find_image). */
+/* A fitted edge line. theta is the angle in radians of the line's direction
+ * (cos(theta), sin(theta)), in (-pi/2, pi/2], and distance its signed
+ * distance from the image origin along the unit normal
+ * (-sin(theta), cos(theta)): every point (x, y) of the line satisfies
+ *     -x * sin(theta) + y * cos(theta) = distance
+ * (the convention of kel_linear_regression). With y growing downwards, a
+ * horizontal line y = c has theta = 0 and distance = c, a vertical line
+ * x = c has theta = pi/2 and distance = -c, and a line falling to the right
+ * has a positive theta. p1, p2 and p3 are points of the line at the start,
+ * the middle and the end of the image (see kel_edge_find_image). */
 typedef struct EdgeResults {
   double theta;
   double distance;
@@ -173,8 +176,11 @@ KELKIT_API int kel_edge_count_array_float(const Image *profile, int step, int th
  *     p1 = (0, a), p2 = (dx/2, a + b dx/2), p3 = (dx, a + b dx)
  * (dx/2 in integer division); theta and distance are those of the line
  * through (0, a) and (dx - 1, a + b (dx - 1)) as kel_linear_regression
- * gives them. The vertical line is the same with rows and columns exchanged:
- * x = a + b y, p1 = (a, 0), p2 = (a + b dy/2, dy/2), p3 = (a + b dy, dy).
+ * gives them: theta = atan(b) and distance = a cos(theta). The vertical
+ * line is the same with rows and columns exchanged: x = a + b y,
+ *     p1 = (a, 0), p2 = (a + b dy/2, dy/2), p3 = (a + b dy, dy),
+ * theta = pi/2 - atan(b) for b >= 0 and -pi/2 - atan(b) for b < 0, and
+ * distance = -a sin(theta).
  * With fewer than 4 contributing columns (rows) every field is 0 and the
  * coordinate mode is not applied. theta and distance are always in the
  * image's own coordinates.

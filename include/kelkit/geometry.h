@@ -15,14 +15,26 @@ extern "C" {
  * principal direction), so vertical lines fit as well as horizontal ones.
  * With two distinct points it is the line through both.
  *
- * The line is returned in normal form,
- *     x * cos(*theta) + y * sin(*theta) = *distance,
- * where *theta is the angle of the line's normal in radians, in (-pi/2, pi/2],
- * and *distance the signed distance of the line from the origin (0, 0),
- * measured along that normal. A horizontal line y = c gives theta = pi/2 and
- * distance c; a vertical line x = c gives theta = 0 and distance c. A line
- * whose normal points down and left (a line that rises to the right in image
- * coordinates, y down) has a negative theta.
+ * The line is returned as its direction and its signed distance from the
+ * origin (0, 0):
+ *   *theta     the angle in radians of the line's direction
+ *              (cos(*theta), sin(*theta)), measured from the x axis towards
+ *              the y axis, in (-pi/2, pi/2]; a direction found outside that
+ *              range is brought into it by adding or subtracting pi, which
+ *              negates *distance each time
+ *   *distance  the distance of the line from the origin measured along the
+ *              unit normal n = (-sin(*theta), cos(*theta)), so that every
+ *              point (x, y) of the line satisfies
+ *                  -x * sin(*theta) + y * cos(*theta) = *distance
+ * In image coordinates (y growing downwards): a horizontal line y = c gives
+ * theta = 0 and distance = c; a vertical line x = c gives theta = pi/2 and
+ * distance = -c; a line that falls to the right (y grows with x) has a
+ * positive theta, one that rises to the right a negative theta. y = x + 1
+ * gives theta = pi/4, distance = 1/sqrt(2); y = 2 - x gives theta = -pi/4,
+ * distance = sqrt(2). The order of the points does not matter. Axis-parallel
+ * lines get exact results (theta exactly 0 or pi/2). When the points scatter
+ * equally in every direction (e.g. the corners of a square) the horizontal
+ * line through their centroid is returned.
  *
  * Returns 0, or 10 when a pointer is null ("pointer is NULL"), n < 2
  * ("n < 2") or all points coincide ("Points coincide"); after a failure

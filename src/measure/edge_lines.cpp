@@ -103,7 +103,7 @@ void fit(const Samples &s, double &a, double &b) {
   a = mv - b * mu;
 }
 
-// The line's three points and its normal form. `length` is dx for a
+// The line's three points, its direction and its signed distance. `length` is dx for a
 // horizontal line and dy for a vertical one; points are (along, across) and
 // are swapped into (x, y) for the vertical line.
 void describe(double a, double b, int length, bool vertical, EdgeResults *r) {
@@ -115,15 +115,15 @@ void describe(double a, double b, int length, bool vertical, EdgeResults *r) {
     *px[i] = vertical ? across : along[i];
     *py[i] = vertical ? along[i] : across;
   }
-  // The normal form of the line through its points at the first and the
-  // last pixel index.
+  // Direction and distance of the line through its points at the first and
+  // the last pixel index, in (x, y); the fit already brings theta into
+  // (-pi/2, pi/2].
   double u[2] = {0.0, double(length - 1)}, v[2] = {a, a + b * (length - 1)};
-  kel::geometry::NormalLine line;
+  kel::geometry::DirectedLine line;
   if (vertical)
     kel::geometry::fit_line(2, v, u, line);
   else
     kel::geometry::fit_line(2, u, v, line);
-  kel::geometry::normalise(line);
   r->theta = line.theta;
   r->distance = line.distance;
 }

@@ -1,6 +1,8 @@
 // Straight edge lines (kel_edge_find_image) and the results record: exact
-// lines on literal images, the column rules, the coordinate modes, tilted
-// edges fitted within half a degree and half a pixel, and every failure.
+// lines on literal images (horizontal, vertical, falling and rising, with
+// theta the line's direction and distance along its normal), the column
+// rules, the coordinate modes, tilted edges fitted within half a degree and
+// half a pixel, and every failure.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -43,8 +45,8 @@ TEST_F(EdgeLines, HorizontalAndVerticalSteps) {
   // The step between rows 9 and 10 peaks at r = 8 in every column: 9.5.
   kt::TestImage h = horizontal_step(40, 20, 10);
   ASSERT_EQ(kel_edge_find_image(h, 0, 50, 1, 1, r), 0);
-  EXPECT_DOUBLE_EQ(r->theta, kPi / 2);
-  EXPECT_NEAR(r->distance, 9.5, 1e-12);
+  EXPECT_EQ(r->theta, 0.0);
+  EXPECT_EQ(r->distance, 9.5);
   EXPECT_EQ(r->p1x, 0.0);
   EXPECT_DOUBLE_EQ(r->p1y, 9.5);
   EXPECT_EQ(r->p2x, 20.0);
@@ -65,14 +67,67 @@ TEST_F(EdgeLines, HorizontalAndVerticalSteps) {
   for (int y = 0; y < 41; ++y)
     for (int x = 0; x < 20; ++x)
       kt::set(v, x, y, x < 10 ? 200 : 20);
+  // x = 9.5: theta pi/2 and distance -9.5, exact.
   ASSERT_EQ(kel_edge_find_image(v, 1, 50, 0, 1, r), 0);
-  EXPECT_NEAR(r->theta, 0.0, 1e-12);
-  EXPECT_NEAR(r->distance, 9.5, 1e-12);
+  EXPECT_EQ(r->theta, kPi / 2);
+  EXPECT_EQ(r->distance, -9.5);
   EXPECT_DOUBLE_EQ(r->p1x, 9.5);
   EXPECT_EQ(r->p1y, 0.0);
   EXPECT_DOUBLE_EQ(r->p2x, 9.5);
   EXPECT_EQ(r->p2y, 20.0);  // dy / 2 in integer division
   EXPECT_EQ(r->p3y, 41.0);
+  EXPECT_NO_REPORT();
+}
+
+// Dark above bright, the step in column x lying between rows step(x) - 1
+// and step(x), so that the column's edge row is step(x) - 0.5.
+template <class Step>
+kt::TestImage diagonal_step(int dx, int dy, Step step) {
+  kt::TestImage img = kt::image(BYTE, dx, dy);
+  for (int y = 0; y < dy; ++y)
+    for (int x = 0; x < dx; ++x)
+      kt::set(img, x, y, y < step(x) ? 20 : 200);
+  return img;
+}
+
+// The transpose: dark left of bright, found as a vertical line.
+kt::TestImage transposed(const kt::TestImage &img, int dx, int dy) {
+  kt::TestImage t = kt::image(BYTE, dy, dx);
+  for (int y = 0; y < dy; ++y)
+    for (int x = 0; x < dx; ++x)
+      kt::set(t, y, x, kt::get(img, x, y));
+  return t;
+}
+
+TEST_F(EdgeLines, FallingAndRisingLines) {
+  const double h = 1 / std::sqrt(2.0);
+  // Falling to the right (y down): edge rows 5.5 + x, y = 5.5 + x, theta
+  // pi/4, distance 5.5 cos(pi/4).
+  kt::TestImage fall = diagonal_step(10, 24, [](int x) { return 6 + x; });
+  ASSERT_EQ(kel_edge_find_image(fall, 0, 50, 1, 1, r), 0);
+  EXPECT_DOUBLE_EQ(r->p1y, 5.5);
+  EXPECT_DOUBLE_EQ(r->p3y, 15.5);
+  EXPECT_DOUBLE_EQ(r->theta, kPi / 4);
+  EXPECT_DOUBLE_EQ(r->distance, 5.5 * h);
+  // Rising to the right: y = 14.5 - x, theta -pi/4, distance 14.5 cos(pi/4).
+  kt::TestImage rise = diagonal_step(10, 24, [](int x) { return 15 - x; });
+  ASSERT_EQ(kel_edge_find_image(rise, 0, 50, 1, 1, r), 0);
+  EXPECT_DOUBLE_EQ(r->p1y, 14.5);
+  EXPECT_DOUBLE_EQ(r->theta, -kPi / 4);
+  EXPECT_DOUBLE_EQ(r->distance, 14.5 * h);
+  // Transposed, as vertical lines: x = 5.5 + y still falls to the right
+  // (theta pi/4) with distance -5.5 sin(pi/4); x = 14.5 - y rises (theta
+  // -pi/4: the direction (-1, 1) is brought back by pi), distance
+  // -14.5 sin(-pi/4).
+  kt::TestImage tf = transposed(fall, 10, 24), tr = transposed(rise, 10, 24);
+  ASSERT_EQ(kel_edge_find_image(tf, 1, 50, 1, 1, r), 0);
+  EXPECT_DOUBLE_EQ(r->p1x, 5.5);
+  EXPECT_DOUBLE_EQ(r->theta, kPi / 4);
+  EXPECT_DOUBLE_EQ(r->distance, -5.5 * h);
+  ASSERT_EQ(kel_edge_find_image(tr, 1, 50, 1, 1, r), 0);
+  EXPECT_DOUBLE_EQ(r->p1x, 14.5);
+  EXPECT_DOUBLE_EQ(r->theta, -kPi / 4);
+  EXPECT_DOUBLE_EQ(r->distance, 14.5 * h);
   EXPECT_NO_REPORT();
 }
 
@@ -140,7 +195,7 @@ TEST_F(EdgeLines, CoordinateModes) {
   EXPECT_TRUE(kt::margin_intact(img));
 }
 
-// Angle between two lines in normal form, folded into [0, pi/2].
+// Angle between two line directions, folded into [0, pi/2].
 double angle_between(double a, double b) {
   double d = std::fmod(std::fabs(a - b), kPi);
   return std::min(d, kPi - d);
@@ -165,28 +220,36 @@ TEST_F(EdgeLines, TiltedEdgesWithinHalfADegreeAndHalfAPixel) {
         kt::set(img, x, y, std::floor(30 + 170.0 * below / 64 + 0.5));
       }
     ASSERT_EQ(kel_edge_find_image(img, 0, 60, 1, 1, r), 0) << deg;
-    // The normal of y = 60 + slope (x - 100) points at alpha + 90 degrees.
-    const double theta = alpha + kPi / 2;
-    EXPECT_LT(angle_between(r->theta, theta), 0.5 * kPi / 180) << deg;
-    EXPECT_GT(r->theta, -kPi / 2);
-    EXPECT_LE(r->theta, kPi / 2);
-    // Distance of the true line in the record's orientation.
-    const double d = 100 * std::cos(r->theta) + 60 * std::sin(r->theta);
+    // y = 60 + slope (x - 100) runs at alpha: positive (falling to the
+    // right) for positive degrees.
+    EXPECT_NEAR(r->theta, alpha, 0.5 * kPi / 180) << deg;
+    if (deg != 0) EXPECT_EQ(r->theta > 0, deg > 0) << deg;
+    // Distance of the true line along the record's normal.
+    const double d = -100 * std::sin(r->theta) + 60 * std::cos(r->theta);
     EXPECT_NEAR(r->distance, d, 0.5) << deg;
     EXPECT_NEAR(r->p1y, line_y(0), 0.5) << deg;
     EXPECT_NEAR(r->p2y, line_y(100), 0.5) << deg;
     EXPECT_NEAR(r->p3y, line_y(200), 0.5) << deg;
 
-    // The same edge found as a vertical line in the transposed image.
-    kt::TestImage t = kt::image(BYTE, dy, dx);
-    for (int y = 0; y < dy; ++y)
-      for (int x = 0; x < dx; ++x)
-        kt::set(t, y, x, kt::get(img, x, y));
+    // The same edge found as a vertical line in the transposed image. Its
+    // direction pi/2 - theta lies in range for theta >= 0, with distance -d;
+    // for theta < 0 it passes pi/2 and is brought back to -pi/2 - theta,
+    // which turns the distance back to d.
+    kt::TestImage t = transposed(img, dx, dy);
     EdgeResults v{};
     ASSERT_EQ(kel_edge_find_image(t, 1, 60, 1, 1, &v), 0);
     EXPECT_NEAR(v.p1x, r->p1y, 1e-9);
     EXPECT_NEAR(v.p3x, r->p3y, 1e-9);
     EXPECT_LT(angle_between(v.theta, kPi / 2 - r->theta), 1e-9) << deg;
+    if (r->theta >= 0) {
+      EXPECT_NEAR(v.theta, kPi / 2 - r->theta, 1e-9) << deg;
+      EXPECT_NEAR(v.distance, -r->distance, 1e-9) << deg;
+    } else {
+      EXPECT_NEAR(v.theta, -kPi / 2 - r->theta, 1e-9) << deg;
+      EXPECT_NEAR(v.distance, r->distance, 1e-9) << deg;
+    }
+    EXPECT_GT(v.theta, -kPi / 2);
+    EXPECT_LE(v.theta, kPi / 2);
   }
 }
 
