@@ -16,6 +16,7 @@
 #include "kelkit/blob.h"
 #include "kelkit/contour.h"
 #include "kelkit/convert.h"
+#include "kelkit/crawler.h"
 #include "kelkit/edge.h"
 #include "kelkit/fft.h"
 #include "kelkit/filter.h"

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/call.hpp"
+#include "measure/contour_internal.hpp"
 #include "measure/contour_set.hpp"
 
 namespace {
@@ -149,11 +150,14 @@ KELKIT_API int kel_ctd_save(const KelContourSet *set, const char *path) {
     if (int e = kel::need_pointer(fn, set, "Contour set is NULL")) return e;
     if (int e = kel::need_pointer(fn, path, "File name is NULL")) return e;
     std::vector<std::uint8_t> bytes = kel::measure::encode_contours(*set);
-    std::FILE *f = std::fopen(path, "wb");
-    if (!f) return kel::fail(fn, KEL_ERR_FILE, "Cannot create the contour file");
-    bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-    ok = (std::fclose(f) == 0) && ok;
-    return ok ? KEL_OK : kel::fail(fn, KEL_ERR_FILE, "Cannot write the contour file");
+    switch (kel::measure::bytes::write_file(path, bytes)) {
+      case 0:
+        return KEL_OK;
+      case 1:
+        return kel::fail(fn, KEL_ERR_FILE, "Cannot create the contour file");
+      default:
+        return kel::fail(fn, KEL_ERR_FILE, "Cannot write the contour file");
+    }
   });
 }
 
@@ -161,24 +165,12 @@ KELKIT_API int kel_ctd_load(KelContourSet *set, const char *path) {
   return kel::guarded("kel_ctd_load", [&](const char *fn) -> int {
     if (int e = kel::need_pointer(fn, set, "Contour set is NULL")) return e;
     if (int e = kel::need_pointer(fn, path, "File name is NULL")) return e;
-    std::FILE *f = std::fopen(path, "rb");
-    if (!f) return kel::fail(fn, KEL_ERR_FILE, "Cannot open the contour file");
-    std::vector<std::uint8_t> bytes;
-    std::uint8_t buffer[65536];
-    std::size_t got;
     // The largest well-formed file: the header, 2^24 points and 2^22 contours.
     constexpr std::size_t kLargest = 32 + (std::size_t{1} << 24) * 28 + (std::size_t{1} << 22) * 12;
-    bool too_large = false;
-    while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) {
-      if (bytes.size() + got > kLargest) {
-        too_large = true;
-        break;
-      }
-      bytes.insert(bytes.end(), buffer, buffer + got);
-    }
-    bool read_error = std::ferror(f) != 0;
-    std::fclose(f);
-    if (too_large || read_error || !kel::measure::decode_contours(bytes.data(), bytes.size(), *set))
+    std::vector<std::uint8_t> bytes;
+    int got = kel::measure::bytes::read_file(path, kLargest, bytes);
+    if (got == 1) return kel::fail(fn, KEL_ERR_FILE, "Cannot open the contour file");
+    if (got != 0 || !kel::measure::decode_contours(bytes.data(), bytes.size(), *set))
       return kel::fail(fn, KEL_ERR_FILE, "Malformed contour file");
     return KEL_OK;
   });

@@ -3,12 +3,15 @@
 // present before it changes the set.
 #include <cmath>
 #include <cstdint>
-#include <cstring>
+#include <cstdio>
 #include <vector>
 
+#include "measure/contour_internal.hpp"
 #include "measure/contour_set.hpp"
 
 namespace {
+
+using namespace kel::measure::bytes;
 
 constexpr std::uint32_t kMagic = 0x4352544Bu;  // "KTRC"
 constexpr std::uint32_t kVersion = 1;
@@ -17,36 +20,6 @@ constexpr std::uint32_t kMaxContours = 1u << 22;
 constexpr std::size_t kHeaderBytes = 4 * 8;
 constexpr std::size_t kPointBytes = 3 * 8 + 4;
 constexpr std::size_t kContourBytes = 3 * 4;
-
-void put32(std::vector<std::uint8_t> &out, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
-}
-
-void put64(std::vector<std::uint8_t> &out, double d) {
-  std::uint64_t v;
-  std::memcpy(&v, &d, sizeof v);
-  for (int i = 0; i < 8; ++i)
-    out.push_back(static_cast<std::uint8_t>(v >> (8 * i)));
-}
-
-std::uint32_t get32(const std::uint8_t *p) {
-  return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
-         std::uint32_t(p[3]) << 24;
-}
-
-double get64(const std::uint8_t *p) {
-  std::uint64_t v = 0;
-  for (int i = 7; i >= 0; --i)
-    v = v << 8 | p[i];
-  double d;
-  std::memcpy(&d, &v, sizeof d);
-  return d;
-}
-
-std::int32_t get_int(const std::uint8_t *p) {
-  return static_cast<std::int32_t>(get32(p));
-}
 
 }  // namespace
 
@@ -117,3 +90,34 @@ bool decode_contours(const std::uint8_t *data, std::size_t size, KelContourSet &
 }
 
 }  // namespace kel::measure
+
+namespace kel::measure::bytes {
+
+int read_file(const char *path, std::size_t largest, std::vector<std::uint8_t> &out) {
+  std::FILE *f = std::fopen(path, "rb");
+  if (!f) return 1;
+  out.clear();
+  std::uint8_t buffer[65536];
+  std::size_t got;
+  bool too_large = false;
+  while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) {
+    if (out.size() + got > largest) {
+      too_large = true;
+      break;
+    }
+    out.insert(out.end(), buffer, buffer + got);
+  }
+  bool read_error = std::ferror(f) != 0;
+  std::fclose(f);
+  return too_large || read_error ? 2 : 0;
+}
+
+int write_file(const char *path, const std::vector<std::uint8_t> &data) {
+  std::FILE *f = std::fopen(path, "wb");
+  if (!f) return 1;
+  bool ok = std::fwrite(data.data(), 1, data.size(), f) == data.size();
+  ok = (std::fclose(f) == 0) && ok;
+  return ok ? 0 : 2;
+}
+
+}  // namespace kel::measure::bytes

@@ -7,21 +7,14 @@
 #include <vector>
 
 #include "frame/pixels.hpp"
+#include "measure/contour_internal.hpp"
 #include "measure/contour_set.hpp"
 
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
 
-// Per-pixel gradient of the region and the edge pixels found in it.
-struct EdgeField {
-  int w = 0;
-  int h = 0;
-  std::vector<float> gx, gy, mag;
-  std::vector<float> sx, sy;        // sub-pixel position of edge pixels
-  std::vector<std::uint8_t> state;  // 0 none, 1 edge pixel, 2 linked
-  std::size_t at(int x, int y) const { return static_cast<std::size_t>(y) * w + x; }
-};
+using kel::measure::tracer::EdgeField;
 
 void gradient(EdgeField &f, const Image *img, int x0, int y0) {
   for (int y = 1; y + 1 < f.h; ++y) {
@@ -92,6 +85,10 @@ void tangent(const EdgeField &f, std::size_t i, double &tx, double &ty) {
 constexpr int kStepX[8] = {1, 1, 0, -1, -1, -1, 0, 1};
 constexpr int kStepY[8] = {0, 1, 1, 1, 0, -1, -1, -1};
 
+}  // namespace
+
+namespace kel::measure::tracer {
+
 // Follows unlinked edge pixels from (x, y) with the preferred heading `sign`
 // (+1 along the tangent, -1 against it), appending pixel indices to `chain`.
 void follow(EdgeField &f, int x, int y, int sign, std::vector<std::size_t> &chain) {
@@ -140,12 +137,7 @@ double gradient_direction(const EdgeField &f, std::size_t i) {
   return a < 0.0 ? a + kTwoPi : a;
 }
 
-}  // namespace
-
-namespace kel::measure {
-
-void trace_contours(KelContourSet &set, const Image *img, int x0, int y0, int dx, int dy) {
-  EdgeField f;
+void build_edge_field(EdgeField &f, const Image *img, int x0, int y0, int dx, int dy, float level) {
   f.w = dx;
   f.h = dy;
   std::size_t n = static_cast<std::size_t>(dx) * dy;
@@ -156,7 +148,26 @@ void trace_contours(KelContourSet &set, const Image *img, int x0, int y0, int dx
   f.sy.assign(n, 0.0f);
   f.state.assign(n, 0);
   gradient(f, img, x0, y0);
-  suppress(f, static_cast<float>(set.edge_level));
+  suppress(f, level);
+}
+
+bool chain_closes(const EdgeField &f, const std::vector<std::size_t> &chain, int x, int y) {
+  if (chain.size() < 4) return false;
+  std::size_t last = chain.back();
+  int lx = static_cast<int>(last % f.w), ly = static_cast<int>(last / f.w);
+  return std::abs(lx - x) <= 1 && std::abs(ly - y) <= 1;
+}
+
+}  // namespace kel::measure::tracer
+
+namespace kel::measure {
+
+void trace_contours(KelContourSet &set, const Image *img, int x0, int y0, int dx, int dy) {
+  using tracer::chain_closes;
+  using tracer::follow;
+  using tracer::gradient_direction;
+  EdgeField f;
+  tracer::build_edge_field(f, img, x0, y0, dx, dy, static_cast<float>(set.edge_level));
 
   KelContourSet out;
   out.edge_level = set.edge_level;
@@ -171,13 +182,8 @@ void trace_contours(KelContourSet &set, const Image *img, int x0, int y0, int dx
       f.state[seed] = 2;
       forward.assign(1, seed);
       follow(f, x, y, 1, forward);
-      bool closed = false;
+      bool closed = chain_closes(f, forward, x, y);
       backward.clear();
-      if (forward.size() >= 4) {
-        std::size_t last = forward.back();
-        int lx = static_cast<int>(last % f.w), ly = static_cast<int>(last / f.w);
-        closed = std::abs(lx - x) <= 1 && std::abs(ly - y) <= 1;
-      }
       if (!closed) follow(f, x, y, -1, backward);
       std::size_t count = forward.size() + backward.size();
       if (count < static_cast<std::size_t>(std::max(set.min_length, 1)) ||
