@@ -7,42 +7,26 @@
 // Built with libFuzzer (KELKIT_LIBFUZZER) it is a normal fuzz target. Built
 // without it, main() replays the files and directories named on the command
 // line; corpus files whose names start with "valid_" must load.
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "fuzz_support.hpp"
 #include "kelkit/crawler.h"
 
 namespace {
 
+using fuzz::read_file;
+using fuzz::write_file;
+
 std::string temp_name(const char *what) {
-  return std::string(KELKIT_FUZZ_TMP_DIR) + "/fuzz_crawler_" + std::to_string(getpid()) + what;
-}
-
-bool write_file(const std::string &path, const std::uint8_t *data, std::size_t size) {
-  std::FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f) return false;
-  bool ok = size == 0 || std::fwrite(data, 1, size, f) == size;
-  return std::fclose(f) == 0 && ok;
-}
-
-std::vector<std::uint8_t> read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  return fuzz::temp_name("crawler", what);
 }
 
 void require(bool ok, const char *what) {
-  if (ok) return;
-  std::fprintf(stderr, "crawler_file_fuzzer: %s (%d from %s: %s)\n", what, im_last_code(),
-               im_last_function(), im_last_message());
-  __builtin_trap();
+  fuzz::require("crawler_file_fuzzer", ok, what);
 }
 
 // Loads the bytes; returns the status after checking the contract above.
@@ -94,33 +78,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 }
 
 #ifndef KELKIT_LIBFUZZER
-namespace {
-
-void replay(const std::filesystem::path &file, int &runs, int &failures) {
-  std::vector<std::uint8_t> bytes = read_file(file.string());
-  int status = load_and_check(bytes.data(), bytes.size());
-  ++runs;
-  if (file.filename().string().rfind("valid_", 0) == 0 && status != 0) {
-    std::fprintf(stderr, "%s: does not load: %s\n", file.c_str(), im_last_message());
-    ++failures;
-  }
-}
-
-}  // namespace
-
 int main(int argc, char **argv) {
-  int runs = 0, failures = 0;
-  for (int i = 1; i < argc; ++i) {
-    std::filesystem::path p(argv[i]);
-    if (std::filesystem::is_directory(p)) {
-      for (const auto &entry : std::filesystem::directory_iterator(p))
-        if (entry.is_regular_file()) replay(entry.path(), runs, failures);
-    } else {
-      replay(p, runs, failures);
-    }
-  }
-  std::printf("crawler_file_fuzzer: %d inputs replayed, %d valid files failed to load\n", runs,
-              failures);
-  return runs > 0 && failures == 0 ? 0 : 1;
+  // Corpus files whose names start with "valid_" must load.
+  return fuzz::replay_corpus(
+      "crawler_file_fuzzer", argc, argv, [](const std::filesystem::path &file) {
+        std::vector<std::uint8_t> bytes = read_file(file.string());
+        int status = load_and_check(bytes.data(), bytes.size());
+        return file.filename().string().rfind("valid_", 0) != 0 || status == 0;
+      });
 }
 #endif

@@ -6,41 +6,27 @@
 // without it, main() replays the files and directories named on the command
 // line; a corpus file whose own extension is supported must also load, so
 // the replay doubles as a test of the corpus.
-#include <unistd.h>
-
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "fuzz_support.hpp"
 #include "pixsvc.h"
 
 namespace {
 
 const char *const kExtensions[] = {"bmp", "pgm", "png"};
 
-std::string temp_name(const char *ext) {
-  return std::string(KELKIT_FUZZ_TMP_DIR) + "/fuzz_input_" + std::to_string(getpid()) + "." + ext;
+std::string temp_name(const std::string &what) {
+  return fuzz::temp_name("image", what);
 }
-
-bool write_file(const std::string &path, const std::uint8_t *data, std::size_t size) {
-  std::remove(path.c_str());
-  std::FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f) return false;
-  bool ok = std::fwrite(data, 1, size, f) == size;
-  return std::fclose(f) == 0 && ok;
-}
-
-// Stops the run on a result the library must never give.
+using fuzz::write_file;
 void require(bool ok, const char *what) {
-  if (ok) return;
-  std::fprintf(stderr, "image_file_fuzzer: %s (%d from %s: %s)\n", what, im_last_code(),
-               im_last_function(), im_last_message());
-  __builtin_trap();
+  fuzz::require("image_file_fuzzer", ok, what);
 }
 
 bool same_pixels(const Image *a, const Image *b) {
@@ -64,8 +50,8 @@ int load_and_check(const std::string &path) {
   }
   require(status == IM_OK && img->dx > 0 && img->dy > 0, "bad image loaded");
   int dx = 0, dy = 0, bits = 0;
-  require(im_file_get_size(path.c_str(), 0, &dx, &dy, &bits, nullptr) == IM_OK &&
-              dx == img->dx && dy == img->dy && bits == static_cast<int>(img->type) * 8,
+  require(im_file_get_size(path.c_str(), 0, &dx, &dy, &bits, nullptr) == IM_OK && dx == img->dx &&
+              dy == img->dy && bits == static_cast<int>(img->type) * 8,
           "im_file_get_size disagrees with im_file_load");
   if (static_cast<long long>(img->dx) * img->dy <= 1 << 16) {
     const std::string copy = temp_name("copy.pgm");
@@ -84,7 +70,7 @@ int load_and_check(const std::string &path) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   for (const char *ext : kExtensions) {
-    const std::string path = temp_name(ext);
+    const std::string path = temp_name(std::string("input.") + ext);
     if (!write_file(path, data, size)) return 0;
     load_and_check(path);
     std::remove(path.c_str());
@@ -93,40 +79,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 }
 
 #ifndef KELKIT_LIBFUZZER
-namespace {
-
-int replay(const std::filesystem::path &file, int &failures) {
-  std::ifstream in(file, std::ios::binary);
-  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-  LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-  std::string ext = file.extension().string();
-  for (char &c : ext)
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  for (const char *known : kExtensions) {
-    if (ext == std::string(".") + known && load_and_check(file.string()) != IM_OK) {
-      std::fprintf(stderr, "%s: does not load: %s\n", file.c_str(), im_last_message());
-      ++failures;
-    }
-  }
-  return 1;
-}
-
-}  // namespace
-
 int main(int argc, char **argv) {
-  int runs = 0, failures = 0;
-  for (int i = 1; i < argc; ++i) {
-    std::filesystem::path p(argv[i]);
-    if (std::filesystem::is_directory(p)) {
-      for (const auto &entry : std::filesystem::directory_iterator(p))
-        if (entry.is_regular_file()) runs += replay(entry.path(), failures);
-    } else {
-      runs += replay(p, failures);
-    }
-  }
-  std::printf("image_file_fuzzer: %d inputs replayed, %d corpus files failed to load\n", runs,
-              failures);
-  return runs > 0 && failures == 0 ? 0 : 1;
+  // Every corpus file is fuzzed; one with a known extension must also load.
+  return fuzz::replay_corpus(
+      "image_file_fuzzer", argc, argv, [](const std::filesystem::path &file) {
+        std::vector<std::uint8_t> bytes = fuzz::read_file(file.string());
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        std::string ext = file.extension().string();
+        for (char &c : ext)
+          c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        for (const char *known : kExtensions)
+          if (ext == std::string(".") + known && load_and_check(file.string()) != IM_OK)
+            return false;
+        return true;
+      });
 }
 #endif

@@ -8,7 +8,6 @@
 // line; corpus files named *.kvi must load as inspection files, so the replay
 // doubles as a test of the corpus. `storage_fuzzer --write-seeds DIR` writes
 // the seed corpus with the library itself.
-#include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz_support.hpp"
 #include "inspect/storage.hpp"
 #include "kelkit/inspect.h"
 
@@ -27,28 +27,14 @@ using kel::inspect::CKelStorage;
 using Bytes = std::vector<std::uint8_t>;
 
 std::string temp_name(const char *what) {
-  return std::string(KELKIT_FUZZ_TMP_DIR) + "/storage_fuzz_" + std::to_string(getpid()) + "_" +
-         what;
+  return fuzz::temp_name("storage", what);
 }
-
-bool write_file(const std::string &path, const std::uint8_t *data, std::size_t size) {
-  std::remove(path.c_str());
-  std::FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f) return false;
-  bool ok = std::fwrite(data, 1, size, f) == size;
-  return std::fclose(f) == 0 && ok;
-}
-
+using fuzz::write_file;
 Bytes slurp(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  return fuzz::read_file(path);
 }
-
 void require(bool ok, const char *what) {
-  if (ok) return;
-  std::fprintf(stderr, "storage_fuzzer: %s (%d from %s: %s)\n", what, im_last_code(),
-               im_last_function(), im_last_message());
-  __builtin_trap();
+  fuzz::require("storage_fuzzer", ok, what);
 }
 
 void read_storage(const std::string &path) {
@@ -164,33 +150,15 @@ int write_seeds(const std::filesystem::path &dir) {
   return status == 0 ? 0 : 1;
 }
 
-int replay(const std::filesystem::path &file, int &failures) {
-  std::ifstream in(file, std::ios::binary);
-  Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-  if (file.extension() == ".kvi" && load_inspection(file.string()) != KEL_OK) {
-    std::fprintf(stderr, "%s: does not load: %s\n", file.c_str(), im_last_message());
-    ++failures;
-  }
-  return 1;
-}
-
 }  // namespace
 
 int main(int argc, char **argv) {
   if (argc == 3 && std::string(argv[1]) == "--write-seeds") return write_seeds(argv[2]);
-  int runs = 0, failures = 0;
-  for (int i = 1; i < argc; ++i) {
-    std::filesystem::path p(argv[i]);
-    if (std::filesystem::is_directory(p)) {
-      for (const auto &entry : std::filesystem::directory_iterator(p))
-        if (entry.is_regular_file()) runs += replay(entry.path(), failures);
-    } else {
-      runs += replay(p, failures);
-    }
-  }
-  std::printf("storage_fuzzer: %d inputs replayed, %d corpus files failed to load\n", runs,
-              failures);
-  return runs > 0 && failures == 0 ? 0 : 1;
+  // Every corpus file is fuzzed; an inspection file (.kvi) must also load.
+  return fuzz::replay_corpus("storage_fuzzer", argc, argv, [](const std::filesystem::path &file) {
+    Bytes bytes = slurp(file.string());
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    return file.extension() != ".kvi" || load_inspection(file.string()) == KEL_OK;
+  });
 }
 #endif

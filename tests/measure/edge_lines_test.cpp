@@ -223,7 +223,9 @@ TEST_F(EdgeLines, TiltedEdgesWithinHalfADegreeAndHalfAPixel) {
     // y = 60 + slope (x - 100) runs at alpha: positive (falling to the
     // right) for positive degrees.
     EXPECT_NEAR(r->theta, alpha, 0.5 * kPi / 180) << deg;
-    if (deg != 0) EXPECT_EQ(r->theta > 0, deg > 0) << deg;
+    if (deg != 0) {
+      EXPECT_EQ(r->theta > 0, deg > 0) << deg;
+    }
     // Distance of the true line along the record's normal.
     const double d = -100 * std::sin(r->theta) + 60 * std::cos(r->theta);
     EXPECT_NEAR(r->distance, d, 0.5) << deg;
