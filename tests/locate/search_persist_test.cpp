@@ -2,6 +2,8 @@
 // image (content line by line, the companion's name, round trip, failures)
 // and the memory image read back byte by byte at its layout's offsets,
 // including the deliberately asymmetric model block and the untrained record.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -41,7 +43,8 @@ class SearchPersist : public ::testing::Test {
  protected:
   void SetUp() override {
     kt::clear_report();
-    dir = fs::path(KELKIT_TEST_TMP_DIR) / "search_persist";
+    // ctest runs tests in parallel processes: each gets its own folder.
+    dir = fs::path(KELKIT_TEST_TMP_DIR) / ("search_persist_" + std::to_string(getpid()));
     fs::remove_all(dir);
     fs::create_directories(dir);
   }

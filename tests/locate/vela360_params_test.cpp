@@ -1,6 +1,8 @@
 // The 360 search records and parameter file: defaults, accessors, the file's
 // line order and round trip, the fields it leaves alone, the version rule,
 // the image-name rule, the centroid reference, and the R-table bins.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -34,7 +36,10 @@ void write_lines(const fs::path &p, const std::vector<std::string> &lines) {
 }
 
 fs::path tmp(const char *name) {
-  return fs::path(KELKIT_TEST_TMP_DIR) / name;
+  // ctest runs tests in parallel processes: each keeps its own folder.
+  const fs::path dir = fs::path(KELKIT_TEST_TMP_DIR) / ("v360p_" + std::to_string(getpid()));
+  fs::create_directories(dir);
+  return dir / name;
 }
 
 kel_vela_360_params *trained() {

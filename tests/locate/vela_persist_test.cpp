@@ -1,6 +1,8 @@
 // The vela search's persisted forms: the text file line by line with its
 // companion image, the memory image read back at its layout's offsets,
 // round trips through both, and their failures.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,7 +33,8 @@ class VelaPersist : public ::testing::Test {
  protected:
   void SetUp() override {
     kt::clear_report();
-    dir = fs::path(KELKIT_TEST_TMP_DIR) / "vela_persist";
+    // ctest runs tests in parallel processes: each gets its own folder.
+    dir = fs::path(KELKIT_TEST_TMP_DIR) / ("vela_persist_" + std::to_string(getpid()));
     fs::remove_all(dir);
     fs::create_directories(dir);
   }

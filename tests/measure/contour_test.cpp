@@ -2,6 +2,8 @@
 // shapes, orientation and directions, the length limits, regions and views,
 // the ".trc" round trip and its rejection of malformed files, and the
 // failure codes.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -179,7 +181,8 @@ TEST(ContourSet, FileRoundTripAndMalformedFiles) {
   kel_ctd_smooth(s.get());
   kel_ctd_compute_directions(s.get());
   ASSERT_EQ(kel_ctd_set_attribute(s.get(), 3, -17), 0);
-  const std::string path = std::string(KELKIT_TEST_TMP_DIR) + "/contour_roundtrip.trc";
+  const std::string path =
+      std::string(KELKIT_TEST_TMP_DIR) + "/contour_roundtrip_" + std::to_string(getpid()) + ".trc";
   ASSERT_EQ(kel_ctd_save(s.get(), path.c_str()), 0);
   const std::vector<std::uint8_t> bytes = read_bytes(path);
   const int n = kel_ctd_get_point_count(s.get());
@@ -230,7 +233,8 @@ TEST(ContourSet, FileRoundTripAndMalformedFiles) {
   for (int k = 0; k < 8; ++k)
     bad.back().bytes[32 + k] = k == 7 ? 0x7F : 0xFF;
   bad.push_back({"empty file", {}});
-  const std::string broken = std::string(KELKIT_TEST_TMP_DIR) + "/contour_broken.trc";
+  const std::string broken =
+      std::string(KELKIT_TEST_TMP_DIR) + "/contour_broken_" + std::to_string(getpid()) + ".trc";
   for (const Corruption &c : bad) {
     write_bytes(broken, c.bytes);
     kt::clear_report();

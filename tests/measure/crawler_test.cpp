@@ -2,6 +2,8 @@
 // arcs, the walking direction, the start search, the stop reasons, the
 // crawler file round trip and its rejection of malformed files, and the
 // failure codes with their reporting names.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -410,7 +412,8 @@ TEST(Crawler, FileRoundTripAndMalformedFiles) {
   kel_crawler_set_search_radius(c.get(), 7.5);
   kel_crawler_set_max_length(c.get(), 5000);
   ASSERT_EQ(kel_crawler_follow(c.get(), img, 2, 3, 55, 55, 25.5, 16.0), 0);
-  const std::string path = std::string(KELKIT_TEST_TMP_DIR) + "/crawler_roundtrip.crw";
+  const std::string path =
+      std::string(KELKIT_TEST_TMP_DIR) + "/crawler_roundtrip_" + std::to_string(getpid()) + ".crw";
   ASSERT_EQ(kel_save_crawler(c.get(), path.c_str()), 0);
   const std::vector<std::uint8_t> bytes = read_bytes(path);
   const int n = kel_crawler_get_point_count(c.get());
@@ -446,7 +449,8 @@ TEST(Crawler, FileRoundTripAndMalformedFiles) {
   // An empty crawler round-trips too, and a setting changed after the walk
   // is what the file keeps.
   Crawler empty = make_crawler();
-  const std::string empty_path = std::string(KELKIT_TEST_TMP_DIR) + "/crawler_empty.crw";
+  const std::string empty_path =
+      std::string(KELKIT_TEST_TMP_DIR) + "/crawler_empty_" + std::to_string(getpid()) + ".crw";
   ASSERT_EQ(kel_save_crawler(empty.get(), empty_path.c_str()), 0);
   EXPECT_EQ(read_bytes(empty_path).size(), 56u + 32u);
   ASSERT_EQ(kel_load_crawler(back.get(), empty_path.c_str()), 0);
@@ -499,7 +503,8 @@ TEST(Crawler, FileRoundTripAndMalformedFiles) {
   variant("contour count short", contour + 4, static_cast<std::uint32_t>(n - 1));
   variant("closed flag 0", contour + 8, 0);
   variant("negative strength", 56 + 32 + 24, 0xFFFFFFFFu);
-  const std::string broken = std::string(KELKIT_TEST_TMP_DIR) + "/crawler_broken.crw";
+  const std::string broken =
+      std::string(KELKIT_TEST_TMP_DIR) + "/crawler_broken_" + std::to_string(getpid()) + ".crw";
   for (const Corruption &b : bad) {
     write_bytes(broken, b.bytes);
     kt::clear_report();

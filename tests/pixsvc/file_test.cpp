@@ -21,7 +21,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 std::string tmp(const std::string &name) {
-  return std::string(KELKIT_TEST_TMP_DIR) + "/file_test_" + name;
+  return std::string(KELKIT_TEST_TMP_DIR) + "/file_test_" + std::to_string(getpid()) + "_" + name;
 }
 
 void save(const std::string &path, const Bytes &bytes) {
