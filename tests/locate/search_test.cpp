@@ -409,27 +409,38 @@ TEST_F(Search, RetryRecoversADoubtfulMatch) {
 }
 
 // Clearing run_flag while training runs stops it with 107. The model sits in
-// the scene's corner, so no trial can pass and training would take long.
+// the scene's corner, so no trial can pass and training takes its longest.
+// Another thread clears the flag once training has set it; the stop lands
+// only if that thread runs before training ends, so the attempt is repeated
+// until it does (each attempt that training finishes first returns 0).
 TEST_F(Search, ClearingTheRunFlagStopsTraining) {
   kt::TestImage corner = st::cut(scene, 0, 0, 34, 34);
-  Params p = make_params();
-  p->run_flag = 0;
-  std::atomic<bool> done{false};
-  std::thread stopper([&] {
-    std::atomic_ref<int> flag(p->run_flag);
-    while (!done && flag.load() != 1)
-      std::this_thread::yield();
-    flag.store(0);
-  });
-  int status = kel_search_train(scene, corner, p.get());
-  done = true;
-  stopper.join();
-  EXPECT_EQ(status, KEL_ERR_RANGE);
+  int status = 0;
+  Params p;
+  for (int attempt = 0; attempt < 200 && status != KEL_ERR_RANGE; ++attempt) {
+    p = make_params();
+    p->run_flag = 0;
+    std::atomic<bool> done{false};
+    std::thread stopper([&] {
+      std::atomic_ref<int> flag(p->run_flag);
+      while (!done && flag.load() != 1)
+        std::this_thread::yield();
+      flag.store(0);
+    });
+    kt::clear_report();
+    status = kel_search_train(scene, corner, p.get());
+    done = true;
+    stopper.join();
+    ASSERT_TRUE(status == 0 || status == KEL_ERR_RANGE) << status;
+  }
+  ASSERT_EQ(status, KEL_ERR_RANGE);
   EXPECT_REPORT("kel_search_train", KEL_ERR_RANGE);
   EXPECT_EQ(p->early_term, 100);
   EXPECT_EQ(p->suspicious, 90);
   ASSERT_NE(p->model, nullptr);  // the model is stored before the trials
-  EXPECT_EQ(p->subpix_bias_x, 0.0);
+  // The bias is 0 when the stop came between trials; a flag cleared after the
+  // last trial still gives 107 (the flag is read once more at the end), with
+  // training complete, so the bias is not checked here.
 }
 
 }  // namespace
