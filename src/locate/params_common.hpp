@@ -9,7 +9,7 @@
 #include <new>
 #include <type_traits>
 
-#include "locate/search_model.hpp"
+#include "locate/search/search_model.hpp"
 
 namespace kel::locate {
 
