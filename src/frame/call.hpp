@@ -123,4 +123,11 @@ int need_same_type(const char *fn, const Image *first, const Images *...rest) {
   return ok ? KEL_OK : fail(fn, KEL_ERR_TYPE_MISMATCH, "Images must have the same pixel type");
 }
 
+// Code 6 unless the image's pixel type is BYTE, WORD or FLOAT.
+inline int need_pixel_type(const char *fn, const Image *img) {
+  return img->type == BYTE || img->type == WORD || img->type == FLOAT
+             ? KEL_OK
+             : fail(fn, KEL_ERR_TYPE, "Unsupported pixel type");
+}
+
 }  // namespace kel
