@@ -40,7 +40,7 @@ KELKIT_API int kel_threshold_isodata(const Image *img, double *threshold);
  * three-bin averaging, [1 2 1] / 4 with the end bins replicated, until at
  * most two local maxima (plateaus count once) remain; the threshold is the
  * lowest bin of the melted histogram between the two maxima (the middle of
- * a flat valley). Counts are melted in double precision.
+ * the first run of equal lowest bins). Counts are melted in double precision.
  *   - Fewer than two maxima in the histogram as given: code 14
  *     "Less than 2 peaks".
  *   - A melting step that goes from more than two maxima straight to fewer

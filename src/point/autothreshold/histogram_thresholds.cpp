@@ -83,17 +83,15 @@ std::vector<int> maxima(const std::vector<double> &h) {
   return out;
 }
 
-// The lowest bin between two maxima (the middle of a flat bottom).
+// The lowest bin between two maxima; when the lowest value runs over
+// several neighbouring bins, the middle of the first such run.
 int valley(const std::vector<double> &h, int a, int b) {
   if (a > b) std::swap(a, b);
-  double low = h[a];
-  for (int i = a; i <= b; ++i) low = std::min(low, h[i]);
-  int first = -1, last = -1;
+  int first = a;
   for (int i = a; i <= b; ++i)
-    if (h[i] == low) {
-      if (first < 0) first = i;
-      last = i;
-    }
+    if (h[i] < h[first]) first = i;
+  int last = first;
+  while (last + 1 <= b && h[last + 1] == h[first]) ++last;
   return (first + last) / 2;
 }
 
