@@ -25,8 +25,9 @@ extern "C" {
 /* dst(x, y) = src(x - dx, y - dy): the content moves by (+dx, +dy).
  * Bilinear and bicubic read positions outside the image from the nearest
  * edge pixel (edge replicated). The FFT method multiplies the spectrum by
- * the phase ramp exp(-2 pi i (u dx / W + v dy / H)) (u, v the signed
- * frequencies, the Nyquist terms by its real part) and treats the image as
+ * the phase ramp exp(-2 pi i u dx / W) exp(-2 pi i v dy / H) (u, v the
+ * signed frequencies; at an axis's Nyquist frequency its factor by its real
+ * part) and treats the image as
  * periodic; width and height must be powers of two (10 otherwise), up to
  * 8192. src and dst: same pixel type (13) and size (5), BYTE, WORD or
  * FLOAT; dst may be src. Integer results are rounded half up and clamped to

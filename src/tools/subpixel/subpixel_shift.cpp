@@ -86,15 +86,22 @@ bool spectral_shift(const Image *src, Image *dst, double dx, double dy) {
   if (!kel::subpixel::forward(src, nullptr, s)) return false;
   const int w = src->dx, h = src->dy;
   const double two_pi = 2 * std::numbers::pi;
+  // The ramp is the product of one factor per axis. At an axis's Nyquist
+  // frequency its factor has no well-defined sign: its real part is kept,
+  // so a real image stays real.
+  auto factor = [&](int k, int n, double d, double *c, double *sn) {
+    const double a = -two_pi * frequency(k, n) * d / n;
+    *c = std::cos(a);
+    *sn = (n > 1 && k == n / 2) ? 0.0 : std::sin(a);
+  };
   for (int v = 0; v < h; ++v) {
     float *re = kel::row<float>(s.re.get(), v), *im = kel::row<float>(s.im.get(), v);
-    const double fv = frequency(v, h);
+    double cy, sy;
+    factor(v, h, dy, &cy, &sy);
     for (int u = 0; u < w; ++u) {
-      const double a = -two_pi * (frequency(u, w) * dx / w + fv * dy / h);
-      double c = std::cos(a), sn = std::sin(a);
-      // At a Nyquist frequency the ramp has no well-defined sign: keep its
-      // real part so a real image stays real.
-      if ((w > 1 && u == w / 2) || (h > 1 && v == h / 2)) sn = 0;
+      double cx, sx;
+      factor(u, w, dx, &cx, &sx);
+      const double c = cx * cy - sx * sy, sn = cx * sy + sx * cy;
       const double r = re[u], i = im[u];
       re[u] = static_cast<float>(r * c - i * sn);
       im[u] = static_cast<float>(r * sn + i * c);
