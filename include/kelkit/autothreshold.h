@@ -61,7 +61,9 @@ KELKIT_API int kel_threshold_melt(const Image *img, int max_rounds, int *thresho
 
 /* Local adaptive threshold: dst(x, y) = 255 where src(x, y) > local(x, y) -
  * offset, else 0, with local the window statistic around (x, y), edge pixels
- * replicated beyond the border. src BYTE, WORD or FLOAT; dst BYTE of the
+ * replicated beyond the border. For the mean the test is made exactly as
+ * src * size^2 > window sum - offset * size^2 (in double, the window sum
+ * exact for BYTE and WORD). src BYTE, WORD or FLOAT; dst BYTE of the
  * same size (5 "Images must be the same size"); size odd, 3..1023 (10).
  * dst may not be src (106). Works on views. The mean window's cost per
  * pixel does not depend on size. */

@@ -76,44 +76,44 @@ extern "C" {
 /* Parameters of kel_lead_analyze; made with defaults by
  * kel_lead_create_params, read and written with the accessors below. */
 typedef struct KelLeadParams {
-  double cx, cy;            /* rectangle centre; 0, 0 */
-  double length;            /* along the row; 100 */
-  double width;             /* across the row, from the body edge; 40 */
-  double angle;             /* degrees, counter-clockwise on screen; 0 */
-  int polarity;             /* KEL_LEAD_BRIGHT or KEL_LEAD_DARK; KEL_LEAD_BRIGHT */
-  int edge_threshold;       /* lead-to-background contrast needed, grey levels 1..255; 30 */
-  int nominal_count;        /* expected leads; 0 = not checked */
-  double nominal_pitch;     /* expected centre spacing; 0 = median spacing */
-  double nominal_width;     /* expected width; 0 = not checked */
-  double nominal_length;    /* expected length; 0 = not checked */
-  double width_tolerance;   /* 1 */
-  double length_tolerance;  /* 2 */
-  double offset_tolerance;  /* 1 */
+  double cx, cy;           /* rectangle centre; 0, 0 */
+  double length;           /* along the row; 100 */
+  double width;            /* across the row, from the body edge; 40 */
+  double angle;            /* degrees, counter-clockwise on screen; 0 */
+  int polarity;            /* KEL_LEAD_BRIGHT or KEL_LEAD_DARK; KEL_LEAD_BRIGHT */
+  int edge_threshold;      /* lead-to-background contrast needed, grey levels 1..255; 30 */
+  int nominal_count;       /* expected leads; 0 = not checked */
+  double nominal_pitch;    /* expected centre spacing; 0 = median spacing */
+  double nominal_width;    /* expected width; 0 = not checked */
+  double nominal_length;   /* expected length; 0 = not checked */
+  double width_tolerance;  /* 1 */
+  double length_tolerance; /* 2 */
+  double offset_tolerance; /* 1 */
 } KelLeadParams;
 
 /* One lead found. */
 typedef struct KelLead {
-  double root;     /* centre in the root band, along u */
-  double tip;      /* centre in the tip band, along u */
-  double x, y;     /* image coordinates of the tip-band centre */
-  double width;    /* width in the root band */
-  double length;   /* tip position along v */
-  double gap;      /* space to the next lead in the root band; 0 for the last */
-  double offset;   /* tip centre minus its grid position */
+  double root;   /* centre in the root band, along u */
+  double tip;    /* centre in the tip band, along u */
+  double x, y;   /* image coordinates of the tip-band centre */
+  double width;  /* width in the root band */
+  double length; /* tip position along v */
+  double gap;    /* space to the next lead in the root band; 0 for the last */
+  double offset; /* tip centre minus its grid position */
   unsigned int flags;
 } KelLead;
 
 /* Results of kel_lead_analyze. */
 typedef struct KelLeadResults {
-  int count;              /* leads found */
-  int capacity;           /* room in leads[] and missing[] */
-  KelLead *leads;         /* in order along u */
-  int missing_count;      /* leads missing inside the row, plus the shortfall against
-                             nominal_count */
-  double *missing;        /* u positions of the missing leads inside the row */
-  double pitch;           /* fitted centre spacing; 0 with fewer than 2 leads */
-  double grid_origin;     /* fitted position of the first lead's grid index */
-  unsigned int flags;     /* union of the leads' flags, plus KEL_LEAD_MISSING */
+  int count;          /* leads found */
+  int capacity;       /* room in leads[] and missing[] */
+  KelLead *leads;     /* in order along u */
+  int missing_count;  /* leads missing inside the row, plus the shortfall against
+                         nominal_count */
+  double *missing;    /* u positions of the missing leads inside the row */
+  double pitch;       /* fitted centre spacing; 0 with fewer than 2 leads */
+  double grid_origin; /* fitted position of the first lead's grid index */
+  unsigned int flags; /* union of the leads' flags, plus KEL_LEAD_MISSING */
 } KelLeadResults;
 
 /* A parameter record with defaults; *status (may be null) gets 0, or 4

@@ -58,12 +58,12 @@ typedef struct KelMoments {
   double mu20, mu11, mu02, mu30, mu21, mu12, mu03;
   /* normalised central moments nu_pq = mu_pq / m00^(1 + (p + q) / 2) */
   double nu20, nu11, nu02, nu30, nu21, nu12, nu03;
-  double hu[7];     /* the seven moment invariants of translation, scale and rotation */
-  double xc, yc;    /* centroid m10 / m00, m01 / m00 */
-  double angle;     /* orientation of the major axis, degrees in (-90, 90], counter-clockwise as
-                       seen on screen (y grows downwards) */
-  double major;     /* full axis lengths of the ellipse with the same second moments: */
-  double minor;     /*   4 sqrt(lambda) for the eigenvalues lambda of the covariance */
+  double hu[7];        /* the seven moment invariants of translation, scale and rotation */
+  double xc, yc;       /* centroid m10 / m00, m01 / m00 */
+  double angle;        /* orientation of the major axis, degrees in (-90, 90], counter-clockwise as
+                          seen on screen (y grows downwards) */
+  double major;        /* full axis lengths of the ellipse with the same second moments: */
+  double minor;        /*   4 sqrt(lambda) for the eigenvalues lambda of the covariance */
   double eccentricity; /* sqrt(1 - minor^2 / major^2); 0 for a circle */
 } KelMoments;
 
@@ -93,8 +93,8 @@ KELKIT_API int kel_moments_blob(const Image *img, const BlobParams *params,
  * labelval connected (with `connectivity`, 4 or 8) to the record's first
  * pixel, in the labelled image `labels` (BYTE). A
  * null record: 18. */
-KELKIT_API int kel_moments_label(const Image *labels, const LabelRecord *label,
-                                 int connectivity, KelMoments *m);
+KELKIT_API int kel_moments_label(const Image *labels, const LabelRecord *label, int connectivity,
+                                 KelMoments *m);
 
 /* Fills the derived fields (centroid, central and normalised moments, Hu
  * invariants, ellipse) of `m` from its raw moments m00..m03. 14 "No mass"

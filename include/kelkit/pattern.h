@@ -50,20 +50,20 @@ KELKIT_API int kel_pattern_wedge(Image *img, double angle, double low, double hi
  * 1 / period_end at x = dx - 0.5; f = 1 inside a bar, where the phase
  * 2 pi (x' / period_start + (1 / period_end - 1 / period_start) x'^2 / (2
  * dx)), x' = x + 0.5, has a positive sine (anti-aliased along x). */
-KELKIT_API int kel_pattern_bar_chart(Image *img, double period_start, double period_end,
-                                     double low, double high);
+KELKIT_API int kel_pattern_bar_chart(Image *img, double period_start, double period_end, double low,
+                                     double high);
 
 /* Grid of lines `line_width` wide every `spacing` pixels in x and y, the
  * first lines centred on x = x0 and y = y0; f = 1 on a line (anti-aliased).
  * line_width < spacing. */
-KELKIT_API int kel_pattern_grid(Image *img, double spacing, double line_width, double x0,
-                                double y0, double low, double high);
+KELKIT_API int kel_pattern_grid(Image *img, double spacing, double line_width, double x0, double y0,
+                                double low, double high);
 
 /* Wave: f = 0.5 + 0.5 cos(2 pi (x cos a - y sin a) / period + phase) at the
  * pixel centre, a plane wave travelling along `angle` degrees
  * (counter-clockwise on screen); `phase` in radians. */
-KELKIT_API int kel_pattern_wave(Image *img, double period, double angle, double phase,
-                                double low, double high);
+KELKIT_API int kel_pattern_wave(Image *img, double period, double angle, double phase, double low,
+                                double high);
 
 #ifdef __cplusplus
 }

@@ -81,8 +81,8 @@ KELKIT_API int ar_valleys(const double *a, int n, double prominence, int min_dis
  * Up to max_count in increasing position; *count receives how many.
  * *directions_out (may be null) receives KEL_AR_RISING or KEL_AR_FALLING per
  * crossing. */
-KELKIT_API int ar_crossings(const double *a, int n, double level, int directions,
-                            double *positions, int *directions_out, int max_count, int *count);
+KELKIT_API int ar_crossings(const double *a, int n, double level, int directions, double *positions,
+                            int *directions_out, int max_count, int *count);
 
 /* ---- resampling, arithmetic and conversion -------------------------------- */
 

@@ -29,7 +29,8 @@ int check_settings(const char *fn, const KelLeadParams &p) {
     return bad("Centre and angle must be finite");
   if (p.polarity != KEL_LEAD_BRIGHT && p.polarity != KEL_LEAD_DARK)
     return bad("Polarity must be 0 or 1");
-  if (p.edge_threshold < 1 || p.edge_threshold > 65535) return bad("Edge threshold must be 1 to 65535");
+  if (p.edge_threshold < 1 || p.edge_threshold > 65535)
+    return bad("Edge threshold must be 1 to 65535");
   if (p.nominal_count < 0 || p.nominal_count > 100000 || !finite_non_negative(p.nominal_pitch) ||
       !finite_non_negative(p.nominal_width) || !finite_non_negative(p.nominal_length) ||
       !finite_non_negative(p.width_tolerance) || !finite_non_negative(p.length_tolerance) ||
@@ -66,9 +67,8 @@ void levels(const std::vector<double> &p, const std::vector<Pair> &leads, double
   for (int i = 0; i < static_cast<int>(p.size()); ++i) {
     bool inside = std::any_of(leads.begin(), leads.end(),
                               [&](const Pair &l) { return i > l.left + 1 && i < l.right - 1; });
-    bool near = std::any_of(leads.begin(), leads.end(), [&](const Pair &l) {
-      return i >= l.left - 2 && i <= l.right + 2;
-    });
+    bool near = std::any_of(leads.begin(), leads.end(),
+                            [&](const Pair &l) { return i >= l.left - 2 && i <= l.right + 2; });
     if (inside) {
       s_in += p[i];
       ++n_in;
@@ -88,8 +88,8 @@ double tip_of(const Image *img, const Frame &f, const Pair &lead, double width, 
   const int n = static_cast<int>(std::floor(width)) + 1;
   const double w = lead.right - lead.left;
   const int strips = std::max(1, static_cast<int>(w / 3));
-  std::vector<double> p = kel::lead::band_profile(img, f, lead.centre() - (strips - 1) / 2.0, n, 0,
-                                                  strips, true);
+  std::vector<double> p =
+      kel::lead::band_profile(img, f, lead.centre() - (strips - 1) / 2.0, n, 0, strips, true);
   const double level = 0.5 * (lead_level + background);
   for (int i = std::max(0, static_cast<int>(v_root)); i + 1 < n; ++i) {
     bool in_a = bright ? p[i] >= level : p[i] <= level;
@@ -151,7 +151,8 @@ int analyze(const char *fn, const Image *img, const KelLeadParams &p, KelLeadRes
 
   // 5 (first half). Grid indices from the nominal or the median spacing.
   std::vector<double> spacing;
-  for (std::size_t i = 1; i < leads.size(); ++i) spacing.push_back(leads[i].centre() - leads[i - 1].centre());
+  for (std::size_t i = 1; i < leads.size(); ++i)
+    spacing.push_back(leads[i].centre() - leads[i - 1].centre());
   double step = p.nominal_pitch > 0 ? p.nominal_pitch : median(spacing);
   std::vector<int> index(leads.size(), 0);
   std::vector<double> centres;
@@ -168,7 +169,8 @@ int analyze(const char *fn, const Image *img, const KelLeadParams &p, KelLeadRes
   }
 
   // 4. Tip centres in the tip band, one pitch around each lead.
-  const double tip_ref = p.nominal_length > 0 ? std::min(p.nominal_length, p.width) : median(lengths);
+  const double tip_ref =
+      p.nominal_length > 0 ? std::min(p.nominal_length, p.width) : median(lengths);
   const double t0 = 0.6 * tip_ref, t1 = 0.8 * tip_ref;
   const int tip_lines = std::max(1, static_cast<int>(t1 - t0) + 1);
   std::vector<double> tips = kel::lead::band_profile(img, f, 0, n, t0, tip_lines, false);

@@ -21,9 +21,11 @@ std::vector<double> band_profile(const Image *img, const Frame &f, double u0, in
     double u1 = along_v ? a0 : a0 + (n - 1), v1 = along_v ? b0 + (n - 1) : b0;
     im_get_line_from_img(img, f.px(a0, b0), f.py(a0, b0), f.px(u1, v1), f.py(u1, v1), n,
                          line.data());
-    for (int i = 0; i < n; ++i) sum[i] += line[i];
+    for (int i = 0; i < n; ++i)
+      sum[i] += line[i];
   }
-  for (double &s : sum) s /= lines;
+  for (double &s : sum)
+    s /= lines;
   return sum;
 }
 
@@ -37,8 +39,10 @@ bool refine(const std::vector<double> &p, double near, int reach, bool rising, d
   int lo_i = std::max(0, c - reach), hi_i = std::min(n - 1, c + reach + 1);
   if (hi_i - lo_i < 2) return false;
   double before = p[lo_i], after = p[hi_i];
-  for (int i = lo_i; i <= c && i < n; ++i) before = rising ? std::min(before, p[i]) : std::max(before, p[i]);
-  for (int i = std::max(c, 0); i <= hi_i; ++i) after = rising ? std::max(after, p[i]) : std::min(after, p[i]);
+  for (int i = lo_i; i <= c && i < n; ++i)
+    before = rising ? std::min(before, p[i]) : std::max(before, p[i]);
+  for (int i = std::max(c, 0); i <= hi_i; ++i)
+    after = rising ? std::max(after, p[i]) : std::min(after, p[i]);
   const double level = 0.5 * (before + after);
   double best = -1, dist = 1e300;
   for (int i = lo_i; i < hi_i; ++i) {
@@ -70,7 +74,8 @@ bool find_edges(const std::vector<double> &profile, int first, int count, bool b
   if (!strip) return false;
   auto *b = row<std::uint8_t>(strip.get(), 0);
   for (int i = 0; i < n; ++i)
-    b[i] = static_cast<std::uint8_t>(std::clamp(std::floor((profile[i] - *lo) * scale + 0.5), 0.0, 255.0));
+    b[i] = static_cast<std::uint8_t>(
+        std::clamp(std::floor((profile[i] - *lo) * scale + 0.5), 0.0, 255.0));
   // The window as a view of the strip: made over the first pixel, then
   // moved and resized onto the window.
   ImagePtr window = make_view(strip.get(), 0, 0, 1, 1);
@@ -86,12 +91,16 @@ bool find_edges(const std::vector<double> &profile, int first, int count, bool b
   // Each listed index is the sample just after the step's peak, whose
   // centre lies half a pixel before it.
   std::vector<std::pair<double, bool>> listed;
-  for (unsigned i = 0; i < nr; ++i) listed.push_back({first + rising[i] + 0.5, true});
-  for (unsigned i = 0; i < nf; ++i) listed.push_back({first + falling[i] + 0.5, false});
+  for (unsigned i = 0; i < nr; ++i)
+    listed.push_back({first + rising[i] + 0.5, true});
+  for (unsigned i = 0; i < nf; ++i)
+    listed.push_back({first + falling[i] + 0.5, false});
   std::sort(listed.begin(), listed.end());
   for (std::size_t k = 0; k < listed.size(); ++k) {
-    double prev = k ? listed[k - 1].first : -1e9, next = k + 1 < listed.size() ? listed[k + 1].first : 1e9;
-    int reach = static_cast<int>(std::clamp(std::min(listed[k].first - prev, next - listed[k].first) / 2, 2.0, 8.0));
+    double prev = k ? listed[k - 1].first : -1e9,
+           next = k + 1 < listed.size() ? listed[k + 1].first : 1e9;
+    int reach = static_cast<int>(
+        std::clamp(std::min(listed[k].first - prev, next - listed[k].first) / 2, 2.0, 8.0));
     double at;
     if (!refine(profile, listed[k].first, reach, listed[k].second, &at)) continue;
     out.push_back({at, listed[k].second == bright});

@@ -1,11 +1,13 @@
 // Moments and centroids of images, views, blobs and labels.
 #include <algorithm>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
 #include "kelkit/moments.h"
+#include "measure/moments/moment_rows.hpp"
 #include "measure/moments/moments_core.hpp"
 
 namespace {
@@ -16,19 +18,25 @@ int no_mass(const char *fn) {
 
 // Raw moments of a whole image; each row is summed on its own and then
 // added, which keeps the large sums of wide images accurate.
+// BYTE rows are summed exactly in integers (moment_rows.hpp).
 template <class T>
 KelMoments image_moments(const Image *img, bool binary) {
   KelMoments m{};
   for (int y = 0; y < img->dy; ++y) {
     const T *r = kel::row<T>(img, y);
     double s0 = 0, s1 = 0, s2 = 0, s3 = 0;
-    for (int x = 0; x < img->dx; ++x) {
-      double w = binary ? (r[x] != 0 ? 1.0 : 0.0) : static_cast<double>(r[x]);
-      double wx = w * x;
-      s0 += w;
-      s1 += wx;
-      s2 += wx * x;
-      s3 += wx * x * x;
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+      kel::moments::RowSums rs = kel::moments::byte_row_sums(r, img->dx, binary);
+      s0 = double(rs.s0), s1 = double(rs.s1), s2 = double(rs.s2), s3 = double(rs.s3);
+    } else {
+      for (int x = 0; x < img->dx; ++x) {
+        double w = binary ? (r[x] != 0 ? 1.0 : 0.0) : static_cast<double>(r[x]);
+        double wx = w * x;
+        s0 += w;
+        s1 += wx;
+        s2 += wx * x;
+        s3 += wx * x * x;
+      }
     }
     const double yy = y;
     m.m00 += s0;
@@ -144,8 +152,8 @@ KELKIT_API int kel_moments_blob(const Image *img, const BlobParams *params,
   });
 }
 
-KELKIT_API int kel_moments_label(const Image *labels, const LabelRecord *label,
-                                 int connectivity, KelMoments *m) {
+KELKIT_API int kel_moments_label(const Image *labels, const LabelRecord *label, int connectivity,
+                                 KelMoments *m) {
   if (m) *m = KelMoments{};
   return kel::guarded("kel_moments_label", [&](const char *fn) -> int {
     if (int e = kel::need_image(fn, labels)) return e;
@@ -158,8 +166,8 @@ KELKIT_API int kel_moments_label(const Image *labels, const LabelRecord *label,
     if (x >= labels->dx || y >= labels->dy || label->labelval > 255 ||
         *kel::pixel<std::uint8_t>(labels, int(x), int(y)) != label->labelval)
       return kel::fail(fn, KEL_ERR_ARGUMENT, "Label does not match the image");
-    *m = object_moments<std::uint8_t>(labels, int(x), int(y),
-                                      static_cast<std::uint8_t>(label->labelval), connectivity == 8);
+    *m = object_moments<std::uint8_t>(
+        labels, int(x), int(y), static_cast<std::uint8_t>(label->labelval), connectivity == 8);
     return kel::moments::complete(*m) ? KEL_OK : no_mass(fn);
   });
 }

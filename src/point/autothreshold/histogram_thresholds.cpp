@@ -8,13 +8,15 @@
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
 #include "kelkit/autothreshold.h"
+#include "kelkit/stats.h"
 
 namespace {
 
 int need_hist(const char *fn, const unsigned int *hist, int size, const int *threshold) {
   if (int e = kel::need_pointer(fn, hist, "Histogram is NULL")) return e;
   if (int e = kel::need_pointer(fn, threshold, "Output is NULL")) return e;
-  if (size < 2 || size > 65536) return kel::fail(fn, KEL_ERR_ARGUMENT, "Histogram size must be 2 to 65536");
+  if (size < 2 || size > 65536)
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Histogram size must be 2 to 65536");
   for (int i = 0; i < size; ++i)
     if (hist[i]) return KEL_OK;
   return kel::fail(fn, KEL_ERR_EMPTY, "Empty histogram");
@@ -74,7 +76,8 @@ std::vector<int> maxima(const std::vector<double> &h) {
   const int n = static_cast<int>(h.size());
   for (int i = 0; i < n;) {
     int j = i;
-    while (j + 1 < n && h[j + 1] == h[i]) ++j;
+    while (j + 1 < n && h[j + 1] == h[i])
+      ++j;
     bool left = i == 0 || h[i - 1] < h[i];
     bool right = j == n - 1 || h[j + 1] < h[i];
     if (left && right && h[i] > 0) out.push_back((i + j) / 2);
@@ -91,7 +94,8 @@ int valley(const std::vector<double> &h, int a, int b) {
   for (int i = a; i <= b; ++i)
     if (h[i] < h[first]) first = i;
   int last = first;
-  while (last + 1 <= b && h[last + 1] == h[first]) ++last;
+  while (last + 1 <= b && h[last + 1] == h[first])
+    ++last;
   return (first + last) / 2;
 }
 
@@ -139,13 +143,21 @@ int image_histogram(const char *fn, const Image *img, const double *threshold,
   if (int e = kel::need_image(fn, img)) return e;
   if (int e = kel::need_pointer(fn, threshold, "Output is NULL")) return e;
   if (int e = kel::need_area(fn, kel::area_of(img))) return e;
-  if (img->type == BYTE || img->type == WORD) {
+  if (img->type == BYTE) {
+    // The library's histogram of a BYTE image (its fastest path).
+    out.counts.assign(256, 0);
+    if (kel_hist(img, out.counts.data()) != KEL_OK)
+      return kel::fail(fn, KEL_ERR_NO_MEMORY, "Histogram failed");
+    return KEL_OK;
+  }
+  if (img->type == WORD) {
     out.counts.assign(img->type == BYTE ? 256 : 65536, 0);
     kel::with_pixel_type(img->type, 0, [&]<class T>() {
       if constexpr (!std::is_same_v<T, float>)
         for (int y = 0; y < img->dy; ++y) {
           const T *r = kel::row<T>(img, y);
-          for (int x = 0; x < img->dx; ++x) ++out.counts[r[x]];
+          for (int x = 0; x < img->dx; ++x)
+            ++out.counts[r[x]];
         }
       return 0;
     });
@@ -205,9 +217,8 @@ KELKIT_API int kel_threshold_otsu_hist(const unsigned int *hist, int size, int *
 }
 
 KELKIT_API int kel_threshold_otsu(const Image *img, double *threshold) {
-  return kel::guarded("kel_threshold_otsu", [&](const char *fn) {
-    return image_threshold(fn, img, threshold, otsu);
-  });
+  return kel::guarded("kel_threshold_otsu",
+                      [&](const char *fn) { return image_threshold(fn, img, threshold, otsu); });
 }
 
 KELKIT_API int kel_threshold_isodata_hist(const unsigned int *hist, int size, int *threshold) {
@@ -220,9 +231,8 @@ KELKIT_API int kel_threshold_isodata_hist(const unsigned int *hist, int size, in
 }
 
 KELKIT_API int kel_threshold_isodata(const Image *img, double *threshold) {
-  return kel::guarded("kel_threshold_isodata", [&](const char *fn) {
-    return image_threshold(fn, img, threshold, isodata);
-  });
+  return kel::guarded("kel_threshold_isodata",
+                      [&](const char *fn) { return image_threshold(fn, img, threshold, isodata); });
 }
 
 KELKIT_API int kel_threshold_melt_hist(const unsigned int *hist, int size, int max_rounds,
@@ -249,7 +259,8 @@ KELKIT_API int kel_threshold_melt(const Image *img, int max_rounds, int *thresho
     std::vector<unsigned int> h(256, 0);
     for (int y = 0; y < img->dy; ++y) {
       const std::uint8_t *r = kel::row<std::uint8_t>(img, y);
-      for (int x = 0; x < img->dx; ++x) ++h[r[x]];
+      for (int x = 0; x < img->dx; ++x)
+        ++h[r[x]];
     }
     return melt(fn, h.data(), 256, max_rounds, threshold, nullptr);
   });

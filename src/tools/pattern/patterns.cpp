@@ -36,7 +36,8 @@ int fill(const char *fn, Image *img, double low, double high, F f) {
   return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE}, [&]<class T>() {
     for (int y = 0; y < img->dy; ++y) {
       T *r = kel::row<T>(img, y);
-      for (int x = 0; x < img->dx; ++x) r[x] = store<T>(low + (high - low) * f(x, y));
+      for (int x = 0; x < img->dx; ++x)
+        r[x] = store<T>(low + (high - low) * f(x, y));
     }
     return KEL_OK;
   });
@@ -76,7 +77,9 @@ KELKIT_API int kel_pattern_checkerboard(Image *img, double square, double x0, do
       return coverage(x, y, [&](double px, double py) {
         double u = (px - x0) * c - (py - y0) * s, v = (px - x0) * s + (py - y0) * c;
         return (static_cast<long long>(std::floor(u / square)) +
-                static_cast<long long>(std::floor(v / square))) % 2 == 0;
+                static_cast<long long>(std::floor(v / square))) %
+                   2 ==
+               0;
       });
     });
   });
@@ -97,7 +100,8 @@ KELKIT_API int kel_pattern_gaussian(Image *img, double cx, double cy, double sig
 KELKIT_API int kel_pattern_wedge(Image *img, double angle, double low, double high) {
   return kel::guarded("kel_pattern_wedge", [&](const char *fn) -> int {
     if (!std::isfinite(angle))
-      return img ? kel::fail(fn, KEL_ERR_ARGUMENT, "Angle must be finite") : kel::need_image(fn, img);
+      return img ? kel::fail(fn, KEL_ERR_ARGUMENT, "Angle must be finite")
+                 : kel::need_image(fn, img);
     if (!img) return kel::need_image(fn, img);
     const double c = std::cos(radians(angle)), s = -std::sin(radians(angle));
     const double w = img->dx - 1, h = img->dy - 1;
@@ -109,8 +113,8 @@ KELKIT_API int kel_pattern_wedge(Image *img, double angle, double low, double hi
   });
 }
 
-KELKIT_API int kel_pattern_bar_chart(Image *img, double period_start, double period_end,
-                                     double low, double high) {
+KELKIT_API int kel_pattern_bar_chart(Image *img, double period_start, double period_end, double low,
+                                     double high) {
   return kel::guarded("kel_pattern_bar_chart", [&](const char *fn) -> int {
     if (!positive_finite(period_start) || !positive_finite(period_end))
       return img ? kel::fail(fn, KEL_ERR_ARGUMENT, "Periods must be positive")
@@ -126,8 +130,8 @@ KELKIT_API int kel_pattern_bar_chart(Image *img, double period_start, double per
   });
 }
 
-KELKIT_API int kel_pattern_grid(Image *img, double spacing, double line_width, double x0,
-                                double y0, double low, double high) {
+KELKIT_API int kel_pattern_grid(Image *img, double spacing, double line_width, double x0, double y0,
+                                double low, double high) {
   return kel::guarded("kel_pattern_grid", [&](const char *fn) -> int {
     if (!positive_finite(spacing) || !positive_finite(line_width) || line_width >= spacing ||
         !std::isfinite(x0) || !std::isfinite(y0))
@@ -139,13 +143,14 @@ KELKIT_API int kel_pattern_grid(Image *img, double spacing, double line_width, d
       return d < line_width / 2 || spacing - d <= line_width / 2;
     };
     return fill(fn, img, low, high, [&](int x, int y) {
-      return coverage(x, y, [&](double px, double py) { return on_line(px, x0) || on_line(py, y0); });
+      return coverage(x, y,
+                      [&](double px, double py) { return on_line(px, x0) || on_line(py, y0); });
     });
   });
 }
 
-KELKIT_API int kel_pattern_wave(Image *img, double period, double angle, double phase,
-                                double low, double high) {
+KELKIT_API int kel_pattern_wave(Image *img, double period, double angle, double phase, double low,
+                                double high) {
   return kel::guarded("kel_pattern_wave", [&](const char *fn) -> int {
     if (!positive_finite(period) || !std::isfinite(angle) || !std::isfinite(phase))
       return img ? kel::fail(fn, KEL_ERR_ARGUMENT, "Period, angle and phase must be finite")

@@ -41,13 +41,27 @@ KELKIT_API int ar_combine(const double *a, const double *b, double *dst, int n, 
     for (int i = 0; i < n; ++i) {
       double x = a[i], y = b[i], r = 0;
       switch (operation) {
-        case KEL_AR_ADD: r = x + y; break;
-        case KEL_AR_SUBTRACT: r = x - y; break;
-        case KEL_AR_MULTIPLY: r = x * y; break;
-        case KEL_AR_DIVIDE: r = y != 0 ? x / y : 0.0; break;
-        case KEL_AR_MIN: r = std::min(x, y); break;
-        case KEL_AR_MAX: r = std::max(x, y); break;
-        default: r = std::fabs(x - y); break;
+        case KEL_AR_ADD:
+          r = x + y;
+          break;
+        case KEL_AR_SUBTRACT:
+          r = x - y;
+          break;
+        case KEL_AR_MULTIPLY:
+          r = x * y;
+          break;
+        case KEL_AR_DIVIDE:
+          r = y != 0 ? x / y : 0.0;
+          break;
+        case KEL_AR_MIN:
+          r = std::min(x, y);
+          break;
+        case KEL_AR_MAX:
+          r = std::max(x, y);
+          break;
+        default:
+          r = std::fabs(x - y);
+          break;
       }
       dst[i] = r;
     }
@@ -59,7 +73,8 @@ KELKIT_API int ar_scale(const double *src, double *dst, int n, double gain, doub
   return kel::guarded("ar_scale", [&](const char *fn) -> int {
     if (int e = kel::need_arrays(fn, src, dst)) return e;
     if (int e = kel::need_length(fn, n, 1)) return e;
-    for (int i = 0; i < n; ++i) dst[i] = src[i] * gain + offset;
+    for (int i = 0; i < n; ++i)
+      dst[i] = src[i] * gain + offset;
     return KEL_OK;
   });
 }
@@ -71,12 +86,12 @@ KELKIT_API int ar_from_image(const Image *img, int y, double *dst, int n) {
     if (y < 0 || y >= img->dy) return kel::fail(fn, KEL_ERR_ARGUMENT, "Row out of range");
     if (int e = kel::need_length(fn, n, img->dx)) return e;
     if (int e = kel::need_pixel_type(fn, img)) return e;
-    return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE},
-                                [&]<class T>() {
-                                  const T *r = kel::row<T>(img, y);
-                                  for (int x = 0; x < img->dx; ++x) dst[x] = r[x];
-                                  return KEL_OK;
-                                });
+    return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE}, [&]<class T>() {
+      const T *r = kel::row<T>(img, y);
+      for (int x = 0; x < img->dx; ++x)
+        dst[x] = r[x];
+      return KEL_OK;
+    });
   });
 }
 
@@ -87,21 +102,20 @@ KELKIT_API int ar_to_image(const double *src, int n, Image *img, int y) {
     if (y < 0 || y >= img->dy) return kel::fail(fn, KEL_ERR_ARGUMENT, "Row out of range");
     if (n != img->dx) return kel::fail(fn, KEL_ERR_SIZE, "Sizes differ");
     if (int e = kel::need_pixel_type(fn, img)) return e;
-    return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE},
-                                [&]<class T>() {
-                                  T *r = kel::row<T>(img, y);
-                                  for (int x = 0; x < n; ++x) {
-                                    if constexpr (std::is_same_v<T, float>) {
-                                      r[x] = static_cast<float>(src[x]);
-                                    } else {
-                                      double hi = std::numeric_limits<T>::max();
-                                      double v = std::floor(src[x] + 0.5);
-                                      v = v < 0 ? 0 : (v > hi ? hi : v);
-                                      r[x] = static_cast<T>(std::isnan(v) ? 0 : v);
-                                    }
-                                  }
-                                  return KEL_OK;
-                                });
+    return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE}, [&]<class T>() {
+      T *r = kel::row<T>(img, y);
+      for (int x = 0; x < n; ++x) {
+        if constexpr (std::is_same_v<T, float>) {
+          r[x] = static_cast<float>(src[x]);
+        } else {
+          double hi = std::numeric_limits<T>::max();
+          double v = std::floor(src[x] + 0.5);
+          v = v < 0 ? 0 : (v > hi ? hi : v);
+          r[x] = static_cast<T>(std::isnan(v) ? 0 : v);
+        }
+      }
+      return KEL_OK;
+    });
   });
 }
 

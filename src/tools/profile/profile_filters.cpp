@@ -15,7 +15,8 @@ void convolve_symmetric(const double *src, double *dst, int n, const std::vector
   for (long i = 0; i < n; ++i) {
     double s = w[0] * in[i];
     for (long k = 1; k <= r; ++k)
-      s += w[k] * (kel::sample_clamped(in.data(), n, i - k) + kel::sample_clamped(in.data(), n, i + k));
+      s += w[k] *
+           (kel::sample_clamped(in.data(), n, i - k) + kel::sample_clamped(in.data(), n, i + k));
     dst[i] = s;
   }
 }
@@ -55,7 +56,8 @@ KELKIT_API int ar_smooth_gauss(const double *src, double *dst, int n, double sig
       w[k] = std::exp(-double(k) * k / (2 * sigma * sigma));
       total += k ? 2 * w[k] : w[k];
     }
-    for (double &v : w) v /= total;
+    for (double &v : w)
+      v /= total;
     convolve_symmetric(src, dst, n, w);
     return KEL_OK;
   });
@@ -68,7 +70,8 @@ KELKIT_API int ar_derivative(const double *src, double *dst, int n) {
     std::vector<double> p(src, src + n);
     dst[0] = p[1] - p[0];
     dst[n - 1] = p[n - 1] - p[n - 2];
-    for (int i = 1; i + 1 < n; ++i) dst[i] = 0.5 * (p[i + 1] - p[i - 1]);
+    for (int i = 1; i + 1 < n; ++i)
+      dst[i] = 0.5 * (p[i + 1] - p[i - 1]);
     return KEL_OK;
   });
 }
@@ -78,7 +81,8 @@ KELKIT_API int ar_second_derivative(const double *src, double *dst, int n) {
     if (int e = kel::need_arrays(fn, src, dst)) return e;
     if (int e = kel::need_length(fn, n, 3)) return e;
     std::vector<double> p(src, src + n);
-    for (int i = 1; i + 1 < n; ++i) dst[i] = p[i - 1] - 2 * p[i] + p[i + 1];
+    for (int i = 1; i + 1 < n; ++i)
+      dst[i] = p[i - 1] - 2 * p[i] + p[i + 1];
     dst[0] = dst[1];
     dst[n - 1] = dst[n - 2];
     return KEL_OK;

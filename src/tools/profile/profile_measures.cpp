@@ -33,7 +33,8 @@ std::vector<Peak> find_peaks(const double *a, int n, double sign, double promine
   std::vector<Peak> found;
   for (long i = 0; i < n;) {
     long j = i;  // plateau i..j
-    while (j + 1 < n && v(j + 1) == v(i)) ++j;
+    while (j + 1 < n && v(j + 1) == v(i))
+      ++j;
     bool left_lower = i == 0 || v(i - 1) < v(i);
     bool right_lower = j == n - 1 || v(j + 1) < v(j);
     bool inner = i > 0 || j < n - 1;
@@ -41,14 +42,17 @@ std::vector<Peak> find_peaks(const double *a, int n, double sign, double promine
       // Prominence: lowest point on each side before a higher sample.
       // A side that the profile's end cuts off does not bound the peak.
       double lmin = v(i), rmin = v(j);
-      for (long k = i - 1; k >= 0 && v(k) <= v(i); --k) lmin = std::min(lmin, v(k));
-      for (long k = j + 1; k < n && v(k) <= v(i); ++k) rmin = std::min(rmin, v(k));
+      for (long k = i - 1; k >= 0 && v(k) <= v(i); --k)
+        lmin = std::min(lmin, v(k));
+      for (long k = j + 1; k < n && v(k) <= v(i); ++k)
+        rmin = std::min(rmin, v(k));
       double base = i == 0 ? rmin : (j == n - 1 ? lmin : std::max(lmin, rmin));
       double prom = v(i) - base;
       if (prom >= prominence && prom > 0) {
         long m = (i + j) / 2;
         double pos = (i + j) / 2.0, val = a[m];
-        if (i == j && i > 0 && i + 1 < n) pos = i + kel::parabola_vertex(a[i - 1], a[i], a[i + 1], nullptr);
+        if (i == j && i > 0 && i + 1 < n)
+          pos = i + kel::parabola_vertex(a[i - 1], a[i], a[i + 1], nullptr);
         found.push_back({pos, val});
       }
     }
@@ -107,7 +111,8 @@ KELKIT_API int ar_stats(const double *a, int n, double *mean, double *stddev, do
       hi = std::max(hi, a[i]);
     }
     double m = s / n, q = 0;
-    for (int i = 0; i < n; ++i) q += (a[i] - m) * (a[i] - m);
+    for (int i = 0; i < n; ++i)
+      q += (a[i] - m) * (a[i] - m);
     if (mean) *mean = m;
     if (stddev) *stddev = std::sqrt(q / n);
     if (min) *min = lo;
@@ -149,8 +154,8 @@ KELKIT_API int ar_valleys(const double *a, int n, double prominence, int min_dis
   });
 }
 
-KELKIT_API int ar_crossings(const double *a, int n, double level, int directions,
-                            double *positions, int *directions_out, int max_count, int *count) {
+KELKIT_API int ar_crossings(const double *a, int n, double level, int directions, double *positions,
+                            int *directions_out, int max_count, int *count) {
   return kel::guarded("ar_crossings", [&](const char *fn) -> int {
     if (count) *count = 0;
     if (int e = kel::need_arrays(fn, a, count)) return e;

@@ -14,7 +14,8 @@ std::vector<double> hann(int w, int h) {
   std::vector<double> out(static_cast<std::size_t>(w) * h);
   auto f = [](int k, int n) { return 0.5 - 0.5 * std::cos(2 * std::numbers::pi * k / n); };
   for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) out[static_cast<std::size_t>(y) * w + x] = f(x, w) * f(y, h);
+    for (int x = 0; x < w; ++x)
+      out[static_cast<std::size_t>(y) * w + x] = f(x, w) * f(y, h);
   return out;
 }
 

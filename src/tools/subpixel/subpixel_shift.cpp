@@ -44,7 +44,8 @@ void interpolate_shift(const Image *src, Image *dst, double dx, double dy, bool 
   std::vector<double> in(static_cast<std::size_t>(w) * h);
   for (int y = 0; y < h; ++y) {
     const T *r = kel::row<T>(src, y);
-    for (int x = 0; x < w; ++x) in[static_cast<std::size_t>(y) * w + x] = r[x];
+    for (int x = 0; x < w; ++x)
+      in[static_cast<std::size_t>(y) * w + x] = r[x];
   }
   // Source position of output x is x - dx = x + base + t with t in [0, 1).
   const double fx = std::floor(-dx), fy = std::floor(-dy);
@@ -112,7 +113,8 @@ bool spectral_shift(const Image *src, Image *dst, double dx, double dy) {
     for (int y = 0; y < h; ++y) {
       const float *r = kel::row<float>(s.re.get(), y);
       T *out = kel::row<T>(dst, y);
-      for (int x = 0; x < w; ++x) out[x] = store<T>(r[x]);
+      for (int x = 0; x < w; ++x)
+        out[x] = store<T>(r[x]);
     }
     return 0;
   });
@@ -138,7 +140,8 @@ KELKIT_API int kel_subpixel_shift(const Image *src, Image *dst, double dx, doubl
     if (method == KEL_SUBPIXEL_FFT) {
       if (!kel::subpixel::fft_size(src->dx) || !kel::subpixel::fft_size(src->dy))
         return kel::fail(fn, KEL_ERR_ARGUMENT, "Sizes must be powers of 2, 2 to 8192");
-      if (!spectral_shift(src, dst, dx, dy)) return kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
+      if (!spectral_shift(src, dst, dx, dy))
+        return kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
       return KEL_OK;
     }
     return kel::with_pixel_type(src->type, int{KEL_ERR_TYPE}, [&]<class T>() {

@@ -101,9 +101,16 @@ TEST(Lead, FailuresCarryCodeAndName) {
       {"kel_lead_analyze", 10, [&] { return with([](KelLeadParams &b) { b.length = 4; }); }},
       {"kel_lead_analyze", 10, [&] { return with([](KelLeadParams &b) { b.angle = NAN; }); }},
       {"kel_lead_analyze", 10, [&] { return with([](KelLeadParams &b) { b.polarity = 2; }); }},
-      {"kel_lead_analyze", 10, [&] { return with([](KelLeadParams &b) { b.edge_threshold = 0; }); }},
-      {"kel_lead_analyze", 10, [&] { return with([](KelLeadParams &b) { b.offset_tolerance = -1; }); }},
-      {"kel_lead_create_results", 10, [&] { unsigned s; kel_lead_create_results(0, &s); return int(s); }},
+      {"kel_lead_analyze", 10,
+       [&] { return with([](KelLeadParams &b) { b.edge_threshold = 0; }); }},
+      {"kel_lead_analyze", 10,
+       [&] { return with([](KelLeadParams &b) { b.offset_tolerance = -1; }); }},
+      {"kel_lead_create_results", 10,
+       [&] {
+         unsigned s;
+         kel_lead_create_results(0, &s);
+         return int(s);
+       }},
   });
   // More leads than the record holds: the first ones kept, code 17.
   kel_lead_set_rect(p, 100, 100, 150, 50, 0);

@@ -43,12 +43,14 @@ TEST(Moments, ProjectionsMatchPlainSumsOnEveryType) {
     ASSERT_EQ(kel_projection(img, KEL_PROJECT_ROWS, KEL_PROJECT_MEAN, rows.data(), 7), 0);
     for (int x = 0; x < 13; ++x) {
       double s = 0;
-      for (int y = 0; y < 7; ++y) s += kt::get(img, x, y);
+      for (int y = 0; y < 7; ++y)
+        s += kt::get(img, x, y);
       EXPECT_NEAR(cols[x], s, 1e-9 * (1 + std::fabs(s)));
     }
     for (int y = 0; y < 7; ++y) {
       double s = 0;
-      for (int x = 0; x < 13; ++x) s += kt::get(img, x, y);
+      for (int x = 0; x < 13; ++x)
+        s += kt::get(img, x, y);
       EXPECT_NEAR(rows[y], s / 13, 1e-9 * (1 + std::fabs(s)));
     }
     // An upright rectangle on pixel centres samples pixels exactly: columns
@@ -56,7 +58,8 @@ TEST(Moments, ProjectionsMatchPlainSumsOnEveryType) {
     ASSERT_EQ(kel_projection_rect(img, 6, 3, 9, 5, 0, KEL_PROJECT_SUM, rect.data(), 13), 0);
     for (int i = 0; i < 9; ++i) {
       double s = 0;
-      for (int y = 1; y <= 5; ++y) s += static_cast<float>(kt::get(img, 2 + i, y));
+      for (int y = 1; y <= 5; ++y)
+        s += static_cast<float>(kt::get(img, 2 + i, y));
       EXPECT_NEAR(rect[i], s, 1e-3 * (1 + std::fabs(s))) << type;
     }
     EXPECT_TRUE(kt::margin_intact(img));
@@ -68,7 +71,8 @@ TEST(Moments, RawCentralAndNormalisedMomentsMatchDirectSums) {
     kt::TestImage img = kt::random_image(type, 23, 17, 9, true);
     if (type == FLOAT)  // non-negative masses for a meaningful ellipse
       for (int y = 0; y < 17; ++y)
-        for (int x = 0; x < 23; ++x) kt::set(img, x, y, std::fabs(kt::get(img, x, y)));
+        for (int x = 0; x < 23; ++x)
+          kt::set(img, x, y, std::fabs(kt::get(img, x, y)));
     KelMoments m;
     ASSERT_EQ(kel_moments(img, KEL_MOMENTS_GREY, &m), 0);
     double m00 = 0, m10 = 0, m01 = 0;
@@ -81,7 +85,8 @@ TEST(Moments, RawCentralAndNormalisedMomentsMatchDirectSums) {
     auto mu = [&](int p, int q) {
       double s = 0;
       for (int y = 0; y < 17; ++y)
-        for (int x = 0; x < 23; ++x) s += std::pow(x - xc, p) * std::pow(y - yc, q) * kt::get(img, x, y);
+        for (int x = 0; x < 23; ++x)
+          s += std::pow(x - xc, p) * std::pow(y - yc, q) * kt::get(img, x, y);
       return s;
     };
     auto near = [](double a, double b) { EXPECT_NEAR(a, b, 1e-8 * (1 + std::fabs(b))); };
@@ -101,7 +106,8 @@ TEST(Moments, RawCentralAndNormalisedMomentsMatchDirectSums) {
   // turned to a vertical bar: 90 degrees.
   kt::TestImage bar = kt::image(BYTE, 30, 30);
   for (int y = 10; y < 14; ++y)
-    for (int x = 5; x < 25; ++x) kt::set(bar, x, y, 1);
+    for (int x = 5; x < 25; ++x)
+      kt::set(bar, x, y, 1);
   KelMoments m;
   ASSERT_EQ(kel_moments(bar, KEL_MOMENTS_BINARY, &m), 0);
   EXPECT_NEAR(m.angle, 0, 1e-12);
@@ -109,7 +115,8 @@ TEST(Moments, RawCentralAndNormalisedMomentsMatchDirectSums) {
   EXPECT_NEAR(m.minor, 4 * std::sqrt((16 - 1) / 12.0), 1e-9);
   // A bar rising to the right on screen turns counter-clockwise: +45.
   kt::TestImage diag = kt::image(BYTE, 20, 20);
-  for (int i = 2; i < 18; ++i) kt::set(diag, i, 19 - i, 200);
+  for (int i = 2; i < 18; ++i)
+    kt::set(diag, i, 19 - i, 200);
   ASSERT_EQ(kel_moments(diag, KEL_MOMENTS_BINARY, &m), 0);
   EXPECT_NEAR(m.angle, 45, 1e-9);
 }
@@ -118,26 +125,31 @@ TEST(Moments, HuInvariantsSurviveRotationAndObjectFormsAgree) {
   KelMoments a, b;
   ASSERT_EQ(kel_moments(shape(0, 160, 160), KEL_MOMENTS_GREY, &a), 0);
   ASSERT_EQ(kel_moments(shape(37, 152.3, 165.6), KEL_MOMENTS_GREY, &b), 0);
-  for (int i = 0; i < 7; ++i) EXPECT_NEAR(b.hu[i], a.hu[i], 1e-3 * std::fabs(a.hu[i])) << i;
+  for (int i = 0; i < 7; ++i)
+    EXPECT_NEAR(b.hu[i], a.hu[i], 1e-3 * std::fabs(a.hu[i])) << i;
   EXPECT_NEAR(b.angle - a.angle, 37, 0.05);
 
   // One object in a BYTE image: blob and label forms give the image's own
   // binary moments, also through a view with master coordinates.
   kt::TestImage img = kt::view(BYTE, 40, 30);
   for (int y = 0; y < 30; ++y)
-    for (int x = 0; x < 40; ++x) kt::set(img, x, y, 255);
+    for (int x = 0; x < 40; ++x)
+      kt::set(img, x, y, 255);
   for (int y = 5; y < 20; ++y)
-    for (int x = 8 + y / 3; x < 30 - (y % 4); ++x) kt::set(img, x, y, 0);
+    for (int x = 8 + y / 3; x < 30 - (y % 4); ++x)
+      kt::set(img, x, y, 0);
   KelMoments whole, blob, label;
   kt::TestImage inverted = kt::image(BYTE, 40, 30);
   for (int y = 0; y < 30; ++y)
-    for (int x = 0; x < 40; ++x) kt::set(inverted, x, y, 255 - kt::get(img, x, y));
+    for (int x = 0; x < 40; ++x)
+      kt::set(inverted, x, y, 255 - kt::get(img, x, y));
   ASSERT_EQ(kel_moments(inverted, KEL_MOMENTS_BINARY, &whole), 0);
   BlobParams *p = kel_blob_create_params(nullptr);
   BlobResults *r = kel_blob_create_results(10, 1, nullptr);
   ASSERT_EQ(kel_blob_find(img, p, r, KEL_BLOB_COORDS_MASTER | KEL_BLOB_COORDS_Y_UP), 0);
   ASSERT_EQ(kel_blob_get_num_found(r), 1u);
-  ASSERT_EQ(kel_moments_blob(img, p, r, 0, KEL_BLOB_COORDS_MASTER | KEL_BLOB_COORDS_Y_UP, &blob), 0);
+  ASSERT_EQ(kel_moments_blob(img, p, r, 0, KEL_BLOB_COORDS_MASTER | KEL_BLOB_COORDS_Y_UP, &blob),
+            0);
   EXPECT_DOUBLE_EQ(blob.m00, whole.m00);
   EXPECT_NEAR(blob.mu21, whole.mu21, 1e-9 * std::fabs(whole.mu21));
   kel_blob_delete_results(r);
@@ -162,9 +174,12 @@ TEST(Moments, FailuresCarryCodeAndName) {
       {"kel_projection", 8, [&] { return kel_projection(img, 2, 0, out, 8); }},
       {"kel_projection", 8, [&] { return kel_projection(img, 0, 2, out, 8); }},
       {"kel_projection", 17, [&] { return kel_projection(img, 0, 0, out, 7); }},
-      {"kel_projection_rect", 10, [&] { return kel_projection_rect(img, 4, 4, 0, 3, 0, 0, out, 8); }},
-      {"kel_projection_rect", 10, [&] { return kel_projection_rect(img, NAN, 4, 4, 3, 0, 0, out, 8); }},
-      {"kel_projection_rect", 17, [&] { return kel_projection_rect(img, 4, 4, 9, 3, 0, 0, out, 8); }},
+      {"kel_projection_rect", 10,
+       [&] { return kel_projection_rect(img, 4, 4, 0, 3, 0, 0, out, 8); }},
+      {"kel_projection_rect", 10,
+       [&] { return kel_projection_rect(img, NAN, 4, 4, 3, 0, 0, out, 8); }},
+      {"kel_projection_rect", 17,
+       [&] { return kel_projection_rect(img, 4, 4, 9, 3, 0, 0, out, 8); }},
       {"kel_moments", 10, [&] { return kel_moments(img, 0, nullptr); }},
       {"kel_moments", 8, [&] { return kel_moments(img, 2, &m); }},
       {"kel_moments", 14, [&] { return kel_moments(img, KEL_MOMENTS_GREY, &m); }},
@@ -172,7 +187,11 @@ TEST(Moments, FailuresCarryCodeAndName) {
       {"kel_moments_blob", 13, [&] { return kel_moments_blob(word, p, r, 0, 1, &m); }},
       {"kel_moments_blob", 10, [&] { return kel_moments_blob(img, p, r, 0, 1, &m); }},
       {"kel_moments_label", 18, [&] { return kel_moments_label(img, nullptr, 8, &m); }},
-      {"kel_moments_complete", 14, [&] { m = KelMoments{}; return kel_moments_complete(&m); }},
+      {"kel_moments_complete", 14,
+       [&] {
+         m = KelMoments{};
+         return kel_moments_complete(&m);
+       }},
   });
   kel_blob_delete_results(r);
   kel_blob_delete_params(p);

@@ -17,9 +17,9 @@ namespace {
 std::vector<unsigned> bimodal() {
   std::vector<unsigned> h(256);
   for (int i = 0; i < 256; ++i)
-    h[i] = static_cast<unsigned>(1000 * (std::exp(-(i - 60) * (i - 60) / 450.0) +
-                                         std::exp(-(i - 180) * (i - 180) / 450.0)) +
-                                 (i % 3 == 0 ? 6 : 0));
+    h[i] = static_cast<unsigned>(
+        1000 * (std::exp(-(i - 60) * (i - 60) / 450.0) + std::exp(-(i - 180) * (i - 180) / 450.0)) +
+        (i % 3 == 0 ? 6 : 0));
   return h;
 }
 
@@ -46,7 +46,8 @@ TEST(AutoThreshold, HistogramRulesFindTheValley) {
   // One mode: "Less than 2 peaks"; three spikes that melt into one plateau
   // in a single round: "Lost valley".
   std::vector<unsigned> one(256);
-  for (int i = 0; i < 256; ++i) one[i] = static_cast<unsigned>(1000 * std::exp(-(i - 90) * (i - 90) / 300.0));
+  for (int i = 0; i < 256; ++i)
+    one[i] = static_cast<unsigned>(1000 * std::exp(-(i - 90) * (i - 90) / 300.0));
   im_clear_report();
   EXPECT_EQ(kel_threshold_melt_hist(one.data(), 256, 100, &t, nullptr), 14);
   EXPECT_STREQ(im_last_message(), "Less than 2 peaks");
@@ -67,7 +68,8 @@ TEST(AutoThreshold, ImageFormsOnEveryType) {
     const double unit = type == BYTE ? 1 : type == WORD ? 256 : 1 / 255.0;
     kt::TestImage img = kt::view(type, 64, 4);
     for (int y = 0; y < 4; ++y)
-      for (int x = 0; x < 64; ++x) kt::set(img, x, y, (y < 2 ? 40 : 200) * unit + (x % 5) * unit);
+      for (int x = 0; x < 64; ++x)
+        kt::set(img, x, y, (y < 2 ? 40 : 200) * unit + (x % 5) * unit);
     double t = 0;
     ASSERT_EQ(kel_threshold_otsu(img, &t), 0) << type;
     EXPECT_GE(t, 44 * unit);
@@ -80,11 +82,13 @@ TEST(AutoThreshold, ImageFormsOnEveryType) {
   // the same counts.
   std::vector<unsigned> h = bimodal();
   int n = 0;
-  for (unsigned c : h) n += static_cast<int>(c);
+  for (unsigned c : h)
+    n += static_cast<int>(c);
   kt::TestImage byte = kt::image(BYTE, n, 1);
   int x = 0;
   for (int v = 0; v < 256; ++v)
-    for (unsigned k = 0; k < h[v]; ++k) kt::set(byte, x++, 0, v);
+    for (unsigned k = 0; k < h[v]; ++k)
+      kt::set(byte, x++, 0, v);
   int melted = 0;
   EXPECT_EQ(kel_threshold_melt(byte, 1000, &melted), 0);
   EXPECT_NEAR(melted, 120, 2);
@@ -99,7 +103,8 @@ TEST(AutoThreshold, AdaptiveMatchesPlainWindow) {
       ASSERT_EQ(kel_threshold_adaptive(src, dst, method, size, 2.5), 0);
       double wt[8], total = 0;
       for (int k = 0; k <= r; ++k) {
-        wt[k] = method == KEL_ADAPTIVE_MEAN ? 1 : std::exp(-k * k / (2 * (size / 6.0) * (size / 6.0)));
+        wt[k] =
+            method == KEL_ADAPTIVE_MEAN ? 1 : std::exp(-k * k / (2 * (size / 6.0) * (size / 6.0)));
         total += k ? 2 * wt[k] : wt[k];
       }
       auto clampi = [](int i, int n) { return i < 0 ? 0 : i >= n ? n - 1 : i; };
@@ -109,7 +114,8 @@ TEST(AutoThreshold, AdaptiveMatchesPlainWindow) {
           double s = 0;
           for (int j = -r; j <= r; ++j)
             for (int i = -r; i <= r; ++i)
-              s += wt[std::abs(i)] * wt[std::abs(j)] * kt::get(src, clampi(x + i, w), clampi(y + j, h));
+              s += wt[std::abs(i)] * wt[std::abs(j)] *
+                   kt::get(src, clampi(x + i, w), clampi(y + j, h));
           double want = kt::get(src, x, y) > s / (total * total) - 2.5 ? 255 : 0;
           mismatches += kt::get(dst, x, y) != want;
         }
@@ -122,15 +128,19 @@ TEST(AutoThreshold, FailuresCarryCodeAndName) {
   std::vector<unsigned> zero(256, 0), h = bimodal();
   int t;
   double d;
-  kt::TestImage img = kt::image(BYTE, 8, 8), word = kt::image(WORD, 8, 8), small = kt::image(BYTE, 4, 4);
+  kt::TestImage img = kt::image(BYTE, 8, 8), word = kt::image(WORD, 8, 8),
+                small = kt::image(BYTE, 4, 4);
   kt::expect_failures({
       {"kel_threshold_otsu_hist", 10, [&] { return kel_threshold_otsu_hist(nullptr, 256, &t); }},
       {"kel_threshold_otsu_hist", 10, [&] { return kel_threshold_otsu_hist(h.data(), 1, &t); }},
-      {"kel_threshold_otsu_hist", 17, [&] { return kel_threshold_otsu_hist(zero.data(), 256, &t); }},
-      {"kel_threshold_isodata_hist", 10, [&] { return kel_threshold_isodata_hist(h.data(), 256, nullptr); }},
+      {"kel_threshold_otsu_hist", 17,
+       [&] { return kel_threshold_otsu_hist(zero.data(), 256, &t); }},
+      {"kel_threshold_isodata_hist", 10,
+       [&] { return kel_threshold_isodata_hist(h.data(), 256, nullptr); }},
       {"kel_threshold_otsu", 1, [&] { return kel_threshold_otsu(nullptr, &d); }},
       {"kel_threshold_isodata", 10, [&] { return kel_threshold_isodata(img, nullptr); }},
-      {"kel_threshold_melt_hist", 10, [&] { return kel_threshold_melt_hist(h.data(), 256, 0, &t, nullptr); }},
+      {"kel_threshold_melt_hist", 10,
+       [&] { return kel_threshold_melt_hist(h.data(), 256, 0, &t, nullptr); }},
       {"kel_threshold_melt", 13, [&] { return kel_threshold_melt(word, 10, &t); }},
       {"kel_threshold_melt", 14, [&] { return kel_threshold_melt(img, 10, &t); }},
       {"kel_threshold_adaptive", 106, [&] { return kel_threshold_adaptive(img, img, 0, 3, 0); }},

@@ -28,7 +28,8 @@ TEST(Pattern, GeometricPatternsCoverPixelsExactly) {
     EXPECT_EQ(kt::get(img, 2, 6), 0);
     // Constant frequency: a square wave of period 8, pixels 0..3 high.
     ASSERT_EQ(kel_pattern_bar_chart(img, 8, 8, 0, 100), 0);
-    for (int x = 0; x < 24; ++x) EXPECT_EQ(kt::get(img, x, 5), (x % 8) < 4 ? 100 : 0) << x;
+    for (int x = 0; x < 24; ++x)
+      EXPECT_EQ(kt::get(img, x, 5), (x % 8) < 4 ? 100 : 0) << x;
     // Lines 2 wide centred on the border after pixel 0 (and every 10).
     ASSERT_EQ(kel_pattern_grid(img, 10, 2, 0.5, 0.5, 5, 55), 0);
     for (int x = 0; x < 24; ++x) {
@@ -42,7 +43,8 @@ TEST(Pattern, GeometricPatternsCoverPixelsExactly) {
   ASSERT_EQ(kel_pattern_checkerboard(a, 4, 7.5, 7.5, 0, 0, 255), 0);
   ASSERT_EQ(kel_pattern_checkerboard(b, 4, 7.5, 7.5, 90, 0, 255), 0);
   for (int y = 0; y < 16; ++y)
-    for (int x = 0; x < 16; ++x) EXPECT_EQ(kt::get(a, x, y), 255 - kt::get(b, x, y));
+    for (int x = 0; x < 16; ++x)
+      EXPECT_EQ(kt::get(a, x, y), 255 - kt::get(b, x, y));
 }
 
 TEST(Pattern, SmoothPatternsFollowTheirFormulas) {
@@ -61,7 +63,8 @@ TEST(Pattern, SmoothPatternsFollowTheirFormulas) {
   ASSERT_EQ(kel_pattern_wave(img, 6, 30, 0.5, -1, 1), 0);
   const double a = std::numbers::pi / 6;
   for (int x = 0; x < 20; x += 3)
-    EXPECT_FLOAT_EQ(kt::get(img, x, 7), std::cos(2 * std::numbers::pi * (x * std::cos(a) - 7 * std::sin(a)) / 6 + 0.5));
+    EXPECT_FLOAT_EQ(kt::get(img, x, 7),
+                    std::cos(2 * std::numbers::pi * (x * std::cos(a) - 7 * std::sin(a)) / 6 + 0.5));
   // Integer types round half up and clamp.
   kt::TestImage word = kt::image(WORD, 3, 1);
   ASSERT_EQ(kel_pattern_wedge(word, 0, -100, 70001), 0);
@@ -73,8 +76,10 @@ TEST(Pattern, SmoothPatternsFollowTheirFormulas) {
 TEST(Pattern, FailuresCarryCodeAndName) {
   kt::TestImage img = kt::image(BYTE, 8, 8);
   kt::expect_failures({
-      {"kel_pattern_checkerboard", 1, [&] { return kel_pattern_checkerboard(nullptr, 0, 0, 0, 0, 0, 1); }},
-      {"kel_pattern_checkerboard", 10, [&] { return kel_pattern_checkerboard(img, 0, 0, 0, 0, 0, 1); }},
+      {"kel_pattern_checkerboard", 1,
+       [&] { return kel_pattern_checkerboard(nullptr, 0, 0, 0, 0, 0, 1); }},
+      {"kel_pattern_checkerboard", 10,
+       [&] { return kel_pattern_checkerboard(img, 0, 0, 0, 0, 0, 1); }},
       {"kel_pattern_gaussian", 10, [&] { return kel_pattern_gaussian(img, 0, 0, -1, 0, 1); }},
       {"kel_pattern_wedge", 10, [&] { return kel_pattern_wedge(img, INFINITY, 0, 1); }},
       {"kel_pattern_wedge", 10, [&] { return kel_pattern_wedge(img, 0, NAN, 1); }},

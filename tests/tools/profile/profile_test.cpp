@@ -24,19 +24,23 @@ TEST(Profile, SmoothingAndDerivativesMatchPlainSums) {
   for (int width : {1, 3, 5, 9}) {
     V out(n), ref(n);
     for (int i = 0; i < n; ++i) {
-      for (int k = -width / 2; k <= width / 2; ++k) ref[i] += at(p, i + k);
+      for (int k = -width / 2; k <= width / 2; ++k)
+        ref[i] += at(p, i + k);
       ref[i] /= width;
     }
     ASSERT_EQ(ar_smooth_box(p.data(), out.data(), n, width), 0);
-    for (int i = 0; i < n; ++i) EXPECT_NEAR(out[i], ref[i], 1e-12) << width;
+    for (int i = 0; i < n; ++i)
+      EXPECT_NEAR(out[i], ref[i], 1e-12) << width;
   }
   V in_place = p, g(n);
   ASSERT_EQ(ar_smooth_gauss(in_place.data(), in_place.data(), n, 1.0), 0);
   double w[4], total = 0;
-  for (int k = 0; k <= 3; ++k) total += (k ? 2 : 1) * (w[k] = std::exp(-k * k / 2.0));
+  for (int k = 0; k <= 3; ++k)
+    total += (k ? 2 : 1) * (w[k] = std::exp(-k * k / 2.0));
   for (int i = 0; i < n; ++i) {
     double s = w[0] * p[i];
-    for (int k = 1; k <= 3; ++k) s += w[k] * (at(p, i - k) + at(p, i + k));
+    for (int k = 1; k <= 3; ++k)
+      s += w[k] * (at(p, i - k) + at(p, i + k));
     EXPECT_NEAR(in_place[i], s / total, 1e-12);
   }
   ASSERT_EQ(ar_derivative(p.data(), g.data(), n), 0);
@@ -48,7 +52,8 @@ TEST(Profile, SmoothingAndDerivativesMatchPlainSums) {
 TEST(Profile, ExtremesPeaksAndCrossingsAreSubPixel) {
   // A parabola sampled around 4.3 has its vertex found exactly.
   V p(10);
-  for (int i = 0; i < 10; ++i) p[i] = 50 - (i - 4.3) * (i - 4.3);
+  for (int i = 0; i < 10; ++i)
+    p[i] = 50 - (i - 4.3) * (i - 4.3);
   double pos, val;
   ASSERT_EQ(ar_max(p.data(), 10, &pos, &val), 0);
   EXPECT_NEAR(pos, 4.3, 1e-12);
@@ -111,10 +116,11 @@ TEST(Profile, ResampleCombineAndImageRows) {
     ASSERT_EQ(ar_to_image(values.data(), 7, img, 1), 0);
     V back(7);
     ASSERT_EQ(ar_from_image(img, 1, back.data(), 7), 0);
-    V want = type == FLOAT ? V{-3, 0.5, 1.49f, 254.5, 70000, 2.25, 9}
+    V want = type == FLOAT  ? V{-3, 0.5, 1.49f, 254.5, 70000, 2.25, 9}
              : type == BYTE ? V{0, 1, 1, 255, 255, 2, 9}
                             : V{0, 1, 1, 255, 65535, 2, 9};
-    for (int i = 0; i < 7; ++i) EXPECT_DOUBLE_EQ(back[i], want[i]) << type << " " << i;
+    for (int i = 0; i < 7; ++i)
+      EXPECT_DOUBLE_EQ(back[i], want[i]) << type << " " << i;
     EXPECT_TRUE(kt::margin_intact(img));
   }
 }
@@ -134,8 +140,10 @@ TEST(Profile, FailuresCarryCodeAndName) {
       {"ar_max", 10, [&] { return ar_max(nullptr, 4, nullptr, nullptr); }},
       {"ar_min", 17, [&] { return ar_min(a.data(), -1, nullptr, nullptr); }},
       {"ar_peaks", 10, [&] { return ar_peaks(a.data(), 4, -1, 0, d.data(), d.data(), 4, &count); }},
-      {"ar_valleys", 10, [&] { return ar_valleys(a.data(), 4, 0, 0, d.data(), d.data(), 4, nullptr); }},
-      {"ar_crossings", 8, [&] { return ar_crossings(a.data(), 4, 0, 4, d.data(), nullptr, 4, &count); }},
+      {"ar_valleys", 10,
+       [&] { return ar_valleys(a.data(), 4, 0, 0, d.data(), d.data(), 4, nullptr); }},
+      {"ar_crossings", 8,
+       [&] { return ar_crossings(a.data(), 4, 0, 4, d.data(), nullptr, 4, &count); }},
       {"ar_resample", 106, [&] { return ar_resample(a.data(), 4, a.data(), 4); }},
       {"ar_combine", 8, [&] { return ar_combine(a.data(), a.data(), d.data(), 4, 7); }},
       {"ar_scale", 10, [&] { return ar_scale(a.data(), nullptr, 4, 1, 0); }},

@@ -15,7 +15,8 @@ namespace {
 kt::TestImage texture(int n) {
   kt::TestImage img = kt::random_image(FLOAT, n, n, 11);
   for (int y = 0; y < n; ++y)
-    for (int x = 0; x < n; ++x) kt::set(img, x, y, 128 + kt::get(img, x, y) / 10);
+    for (int x = 0; x < n; ++x)
+      kt::set(img, x, y, 128 + kt::get(img, x, y) / 10);
   return img;
 }
 
@@ -24,7 +25,8 @@ TEST(Subpixel, InterpolatingShiftsMatchReferences) {
     kt::TestImage src = kt::random_image(type, 11, 9, 4, true);
     if (type == FLOAT)
       for (int y = 0; y < 9; ++y)
-        for (int x = 0; x < 11; ++x) kt::set(src, x, y, std::fabs(kt::get(src, x, y)));
+        for (int x = 0; x < 11; ++x)
+          kt::set(src, x, y, std::fabs(kt::get(src, x, y)));
     kt::TestImage dst = kt::view(type, 11, 9);
     // Bilinear equals the image services' sampler (positions clamped).
     ASSERT_EQ(kel_subpixel_shift(src, dst, 1.35, -0.6, KEL_SUBPIXEL_BILINEAR), 0);
@@ -49,9 +51,11 @@ TEST(Subpixel, InterpolatingShiftsMatchReferences) {
   // Bicubic interpolates a quadratic ramp's interior exactly.
   kt::TestImage ramp = kt::image(FLOAT, 16, 4), out = kt::image(FLOAT, 16, 4);
   for (int y = 0; y < 4; ++y)
-    for (int x = 0; x < 16; ++x) kt::set(ramp, x, y, 3 * x + 1);
+    for (int x = 0; x < 16; ++x)
+      kt::set(ramp, x, y, 3 * x + 1);
   ASSERT_EQ(kel_subpixel_shift(ramp, out, 0.25, 0, KEL_SUBPIXEL_BICUBIC), 0);
-  for (int x = 3; x < 14; ++x) EXPECT_NEAR(kt::get(out, x, 2), 3 * (x - 0.25) + 1, 1e-4);
+  for (int x = 3; x < 14; ++x)
+    EXPECT_NEAR(kt::get(out, x, 2), 3 * (x - 0.25) + 1, 1e-4);
 }
 
 TEST(Subpixel, PhaseCorrelationRecoversShifts) {
@@ -89,11 +93,16 @@ TEST(Subpixel, FailuresCarryCodeAndName) {
       {"kel_subpixel_shift", 10, [&] { return kel_subpixel_shift(img, img, NAN, 0, 0); }},
       {"kel_subpixel_shift", 13, [&] { return kel_subpixel_shift(img, word, 0, 0, 0); }},
       {"kel_subpixel_shift", 5, [&] { return kel_subpixel_shift(img, odd, 0, 0, 0); }},
-      {"kel_subpixel_shift", 10, [&] { return kel_subpixel_shift(odd, odd, 0.5, 0, KEL_SUBPIXEL_FFT); }},
-      {"kel_subpixel_phase_correlate", 10, [&] { return kel_subpixel_phase_correlate(img, img, 0, nullptr, &dy, nullptr); }},
-      {"kel_subpixel_phase_correlate", 8, [&] { return kel_subpixel_phase_correlate(img, img, 2, &dx, &dy, nullptr); }},
-      {"kel_subpixel_phase_correlate", 13, [&] { return kel_subpixel_phase_correlate(img, word, 0, &dx, &dy, nullptr); }},
-      {"kel_subpixel_phase_correlate", 10, [&] { return kel_subpixel_phase_correlate(odd, odd, 0, &dx, &dy, nullptr); }},
+      {"kel_subpixel_shift", 10,
+       [&] { return kel_subpixel_shift(odd, odd, 0.5, 0, KEL_SUBPIXEL_FFT); }},
+      {"kel_subpixel_phase_correlate", 10,
+       [&] { return kel_subpixel_phase_correlate(img, img, 0, nullptr, &dy, nullptr); }},
+      {"kel_subpixel_phase_correlate", 8,
+       [&] { return kel_subpixel_phase_correlate(img, img, 2, &dx, &dy, nullptr); }},
+      {"kel_subpixel_phase_correlate", 13,
+       [&] { return kel_subpixel_phase_correlate(img, word, 0, &dx, &dy, nullptr); }},
+      {"kel_subpixel_phase_correlate", 10,
+       [&] { return kel_subpixel_phase_correlate(odd, odd, 0, &dx, &dy, nullptr); }},
   });
 }
 
