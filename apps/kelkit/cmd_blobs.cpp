@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "command.hpp"
+#include "threshold_level.hpp"
 
 namespace {
 
@@ -28,12 +29,11 @@ unsigned limit(const tool::Args &args, const char *name) {
 
 int run_blobs(const tool::Args &args, tool::Output &out) {
   const char *usage =
-      "blobs IMAGE [--t T] [--dark] [--connect 4|8] [--min-area A] [--max-area A] ...";
+      "blobs IMAGE [--t T|otsu|isodata|melt|adaptive] [--dark] [--connect 4|8] [--min-area A] "
+      "[--max-area A] ...";
   tool::ImagePtr img = tool::load_image(tool::positional(args, 0, usage));
   if (img->type != BYTE)
     throw tool::Failure{"kelkit", KEL_ERR_TYPE_MISMATCH, "blobs takes 8-bit images"};
-  double t = args.number("t", 128);
-  if (t < 1 || t > 255) throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--t must lie in 1..255"};
   int connect = static_cast<int>(args.number("connect", 8));
   if (connect != 4 && connect != 8)
     throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--connect must be 4 or 8"};
@@ -41,9 +41,12 @@ int run_blobs(const tool::Args &args, tool::Output &out) {
   // Objects become 255 and background 0: bright objects by default, dark
   // ones with --dark.
   bool dark = args.flag("dark");
-  tool::check(
-      kel_threshold(img.get(), static_cast<unsigned char>(t), dark ? 255 : 0, dark ? 0 : 255),
-      "kel_threshold");
+  std::string rule;
+  const int level = tool::binarise(args, img.get(), dark, &rule);
+  if (level >= 0)
+    out.integer("threshold", level);
+  else
+    out.text("threshold", rule);
 
   unsigned status = 0;
   std::unique_ptr<BlobParams, void (*)(BlobParams *)> params(kel_blob_create_params(&status),
@@ -99,7 +102,8 @@ int run_blobs(const tool::Args &args, tool::Output &out) {
 }
 
 const tool::Register reg({"blobs",
-                          "IMAGE [--t T] [--dark] [--connect 4|8] [--min-area A] [--max-area A] "
+                          "IMAGE [--t T|otsu|isodata|melt|adaptive] [--dark] [--connect 4|8] "
+                          "[--min-area A] [--max-area A] "
                           "[--min-width W] [--max-width W] [--min-height H] [--max-height H] "
                           "[--sort KEY] [--ascending]",
                           "threshold and blob analysis: count, area, box, centroid, perimeter",

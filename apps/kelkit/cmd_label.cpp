@@ -4,26 +4,29 @@
 #include <memory>
 
 #include "command.hpp"
+#include "threshold_level.hpp"
 
 namespace {
 
 int run_label(const tool::Args &args, tool::Output &out) {
   const char *usage =
-      "label IMAGE [--t T] [--dark] [--connect 4|8] [--out LABELLED] [--sort area|perim]";
+      "label IMAGE [--t T|otsu|isodata|melt|adaptive] [--dark] [--connect 4|8] [--out LABELLED] "
+      "[--sort area|perim]";
   tool::ImagePtr img = tool::load_image(tool::positional(args, 0, usage));
   if (img->type != BYTE)
     throw tool::Failure{"kelkit", KEL_ERR_TYPE_MISMATCH, "label takes 8-bit images"};
-  double t = args.number("t", 128);
-  if (t < 1 || t > 255) throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--t must lie in 1..255"};
   int connect = static_cast<int>(args.number("connect", 8));
   if (connect != 4 && connect != 8)
     throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--connect must be 4 or 8"};
   bool dark = args.flag("dark");
   im_clear_report();
   // Objects become 255, background 0; labels then run 1..254 and cycle.
-  tool::check(
-      kel_threshold(img.get(), static_cast<unsigned char>(t), dark ? 255 : 0, dark ? 0 : 255),
-      "kel_threshold");
+  std::string rule;
+  const int level = tool::binarise(args, img.get(), dark, &rule);
+  if (level >= 0)
+    out.integer("threshold", level);
+  else
+    out.text("threshold", rule);
   unsigned count = 0;
   unsigned start = im_get_msec_count();
   LabelRecord *raw = kel_label(img.get(), 255, connect, 1, 254, &count);
@@ -65,8 +68,10 @@ int run_label(const tool::Args &args, tool::Output &out) {
   return 0;
 }
 
-const tool::Register reg(
-    {"label", "IMAGE [--t T] [--dark] [--connect 4|8] [--out LABELLED] [--sort area|perim]",
-     "connected-component labeling with area, perimeter and box per object", run_label});
+const tool::Register reg({"label",
+                          "IMAGE [--t T|otsu|isodata|melt|adaptive] [--dark] [--connect 4|8] "
+                          "[--out LABELLED] [--sort area|perim]",
+                          "connected-component labeling with area, perimeter and box per object",
+                          run_label});
 
 }  // namespace

@@ -14,7 +14,8 @@ constexpr const char *kUsage =
 int run_pattern(const tool::Args &args, tool::Output &out) {
   const std::string &name = tool::positional(args, 0, kUsage);
   const std::string &path = tool::positional(args, 1, kUsage);
-  if (args.positional().size() > 2) throw std::runtime_error(std::string("usage: kelkit ") + kUsage);
+  if (args.positional().size() > 2)
+    throw std::runtime_error(std::string("usage: kelkit ") + kUsage);
   const double w = args.number("width", 512), h = args.number("height", 512);
   if (!(w >= 1 && w <= 32768 && h >= 1 && h <= 32768 && w == std::floor(w) && h == std::floor(h)))
     throw std::runtime_error("--width and --height must be whole numbers from 1 to 32768");
@@ -38,8 +39,9 @@ int run_pattern(const tool::Args &args, tool::Output &out) {
   } else if (name == "wedge") {
     tool::check(kel_pattern_wedge(im, args.number("angle", 0), low, high), "kel_pattern_wedge");
   } else if (name == "bars") {
-    tool::check(kel_pattern_bar_chart(im, args.number("start", 32), args.number("end", 2), low, high),
-                "kel_pattern_bar_chart");
+    tool::check(
+        kel_pattern_bar_chart(im, args.number("start", 32), args.number("end", 2), low, high),
+        "kel_pattern_bar_chart");
   } else if (name == "grid") {
     tool::check(kel_pattern_grid(im, args.number("spacing", 32), args.number("line", 2),
                                  args.number("x0", 0), args.number("y0", 0), low, high),

@@ -1,6 +1,7 @@
 // kelkit convert and kelkit threshold: type conversion and binarisation of
 // image files.
 #include "command.hpp"
+#include "threshold_level.hpp"
 
 namespace {
 
@@ -37,13 +38,15 @@ int run_convert(const tool::Args &args, tool::Output &out) {
 }
 
 int run_threshold(const tool::Args &args, tool::Output &out) {
-  const char *usage = "threshold IN OUT [--t T | --brightest N] [--low L] [--high H]";
+  const char *usage =
+      "threshold IN OUT [--t T|otsu|isodata|melt|adaptive | --brightest N] [--low L] [--high H]";
   tool::ImagePtr img = tool::load_image(tool::positional(args, 0, usage));
   const std::string &target = tool::positional(args, 1, usage);
   if (img->type != BYTE)
     throw tool::Failure{"kelkit", KEL_ERR_TYPE_MISMATCH, "threshold takes 8-bit images"};
   im_clear_report();
   double t;
+  long long set = -1;  // pixels made object, counted before any mapping
   if (args.flag("brightest")) {
     double count = args.number("brightest", 0);
     if (count < 0)
@@ -51,18 +54,25 @@ int run_threshold(const tool::Args &args, tool::Output &out) {
     tool::check(kel_dynthreshold(img.get(), static_cast<unsigned>(count)), "kel_dynthreshold");
     t = -1;
   } else {
-    t = args.number("t", 128);
     double low = args.number("low", 0), high = args.number("high", 255);
-    if (t < 0 || t > 255 || low < 0 || low > 255 || high < 0 || high > 255)
-      throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--t, --low and --high must lie in 0..255"};
-    tool::check(kel_threshold(img.get(), static_cast<unsigned char>(t),
-                              static_cast<unsigned char>(low), static_cast<unsigned char>(high)),
-                "kel_threshold");
+    if (low < 0 || low > 255 || high < 0 || high > 255)
+      throw tool::Failure{"kelkit", KEL_ERR_ARGUMENT, "--low and --high must lie in 0..255"};
+    std::string rule;
+    t = tool::binarise(args, img.get(), false, &rule);
+    set = kel_count(img.get(), 255);
+    if (args.flag("low") || args.flag("high")) {
+      // Levels other than 0 and 255: binarised to 0/255 first, then mapped.
+      unsigned char table[256];
+      for (int v = 0; v < 256; ++v)
+        table[v] = static_cast<unsigned char>(v ? high : low);
+      tool::check(kel_lut(img.get(), table), "kel_lut");
+    }
+    if (t < 0) out.text("rule", rule);
   }
   tool::save_image(target, img.get());
   out.text("output", target);
   if (t >= 0) out.integer("threshold", static_cast<long long>(t));
-  out.integer("pixels set", kel_count(img.get(), 255));
+  out.integer("pixels set", set >= 0 ? set : kel_count(img.get(), 255));
   out.integer("pixels", static_cast<long long>(img->dx) * img->dy);
   return 0;
 }
@@ -70,7 +80,8 @@ int run_threshold(const tool::Args &args, tool::Output &out) {
 const tool::Register convert_reg({"convert", "IN OUT [--type byte|word] [--stretch]",
                                   "convert between file formats and pixel types", run_convert});
 const tool::Register threshold_reg({"threshold",
-                                    "IN OUT [--t T | --brightest N] [--low L] [--high H]",
+                                    "IN OUT [--t T|otsu|isodata|melt|adaptive [--size S] [--offset "
+                                    "C] | --brightest N] [--low L] [--high H]",
                                     "binarise an 8-bit image (fixed level or N brightest pixels)",
                                     run_threshold});
 
