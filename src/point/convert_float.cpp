@@ -36,6 +36,15 @@ void leave_chain(Image *view) {
   view->next = nullptr;
 }
 
+// rows[y] = data + (dx + skip) * y pixels, for the image's present type.
+void point_rows_at_data(Image *img) {
+  if (!img->rows) return;
+  auto *base = static_cast<unsigned char *>(img->data);
+  const std::ptrdiff_t pitch = static_cast<std::ptrdiff_t>(img->dx + img->skip) * img->type;
+  for (int y = 0; y < img->dy; ++y)
+    img->rows[y] = base + pitch * y;
+}
+
 }  // namespace
 
 extern "C" {
@@ -89,8 +98,13 @@ KELKIT_API int kel_float(Image *img) {
       img->master = nullptr;
       img->external = 0;
     }
-    // Rebuild rows (of the master and each view) from the new memory.
-    if (im_update_rows(img) != IM_OK) return kel::fail(fn, KEL_ERR_NO_MEMORY, "Out of memory");
+    // Keep every row address right for the new memory: the row arrays keep
+    // their length (dy entries), so the entries are rewritten in place and
+    // no other image service is needed.
+    point_rows_at_data(img);
+    if (is_master)
+      for (Image *v = img->next; v; v = v->next)
+        if (v->master == img) point_rows_at_data(v);
     return KEL_OK;
   });
 }
