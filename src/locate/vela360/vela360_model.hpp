@@ -19,7 +19,7 @@ constexpr double kTwoPi = 6.283185307179586;
 struct PointShape {
   double chord = 0.0;      // from the backward to the forward neighbour
   double reverse = 0.0;    // from the forward to the backward neighbour
-  double deviation = 0.0;  // e, in (-pi, pi]
+  double deviation = 0.0;  // e = chord angle - angle to the forward point, unfolded
   int bin = -1;
 };
 

@@ -18,12 +18,6 @@ double normalise_angle(double a) {
 
 namespace {
 
-// Difference of two angles folded into (-pi, pi].
-double fold(double a) {
-  a = std::remainder(a, kTwoPi);
-  return a <= -kPi ? a + kTwoPi : a;
-}
-
 // Index j taken modulo m (m >= 1), never negative.
 int wrap(int j, int m) {
   int r = j % m;
@@ -52,7 +46,10 @@ PointShape describe_point(const double *x, const double *y, const double *v, int
   s.chord = std::atan2(-(y[f] - y[b]), x[f] - x[b]);
   s.reverse = std::atan2(-(y[b] - y[f]), x[b] - x[f]);
   double dx = x[f] - x[i], dy = y[f] - y[i];
-  s.deviation = fold(s.chord - std::atan2(-dy, dx));
+  // e is the plain difference of the two angles (not folded): points whose
+  // angles lie on either side of the +-pi seam have |e| above pi/2 and are
+  // skipped.
+  s.deviation = s.chord - std::atan2(-dy, dx);
   if (std::fabs(s.deviation) > kPi / 2) return s;
   double d = std::hypot(dx, dy);
   double across = d * std::sin(s.deviation);
@@ -67,7 +64,7 @@ PointShape describe_point(const double *x, const double *y, const double *v, int
     int fh = wrap(i + h, m), bh = wrap(i - h, m);
     double c2 = std::atan2(-(y[fh] - y[bh]), x[fh] - x[bh]);
     double hx = x[fh] - x[i], hy = y[fh] - y[i];
-    double e2 = fold(c2 - std::atan2(-hy, hx));
+    double e2 = c2 - std::atan2(-hy, hx);
     double d2 = std::hypot(hx, hy);
     long fine = std::lround(std::fabs(d2 * std::sin(e2)));
     index = (fine << 6) | std::lround(std::fabs(across));

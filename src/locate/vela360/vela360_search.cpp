@@ -251,16 +251,18 @@ extern "C" KELKIT_API int kel_vela_360_search(const Image *image, int x, int y, 
                   [&](int vx, int vy, double) { votes.voteKernel(vx, vy); });
 
     // Candidates: K groups of up to P peak positions.
-    const int wanted = std::max(p->nPatternsToFind, 1);
-    const long k_count = std::max<long>(long{p->nAux2} * wanted, p->nMinCandidates);
+    // K as set, never raised: settings giving K = 0 examine no candidate.
+    const long k_count =
+        std::max<long>(0, std::max<long>(long{p->nAux2} * p->nPatternsToFind, p->nMinCandidates));
     const long per = std::max<long>(1, std::min<long>(long{p->nAux4} * p->nAux4, p->nAux6));
     const long f = k_count < 31 ? 10 : (k_count < 51 ? 20 : 30);
     const long cells = long{dx} * dy;
-    long ask = std::min(f * std::max<long>(k_count, 1) * per, cells);
+    long ask = std::min(f * k_count * per, cells);
     ask = std::min<long>(ask, 1 << 24);
-    std::vector<Group> groups = group_peaks(votes.findPeaks(static_cast<int>(ask)), p->nAux4,
-                                            static_cast<std::size_t>(std::max<long>(k_count, 1)),
-                                            static_cast<std::size_t>(per));
+    std::vector<Group> groups;
+    if (ask > 0)
+      groups = group_peaks(votes.findPeaks(static_cast<int>(ask)), p->nAux4,
+                           static_cast<std::size_t>(k_count), static_cast<std::size_t>(per));
     for (const Group &g : groups)
       for (int n = 0; n < 9; ++n)
         angles.claim(g.positions.front().x + kNeighbourX[n],
