@@ -22,6 +22,7 @@
 #include "kelkit/filter.h"
 #include "kelkit/frame.h"
 #include "kelkit/geometry.h"
+#include "kelkit/lines.h"
 #include "kelkit/inspect.h"
 #include "kelkit/label.h"
 #include "kelkit/list.h"
