@@ -1,0 +1,164 @@
+// The plane-to-plane homography: kel_perspective_xfm_create, _delete,
+// _compute, the point maps, accessors and kel_perspective_xfm_rectify.
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <type_traits>
+
+#include "frame/call.hpp"
+#include "frame/pixels.hpp"
+#include "geometry/calibration/solve.hpp"
+#include "geometry/calibration/xfm_record.hpp"
+
+namespace {
+
+int need_computed(const char *fn, const KelPerspectiveXfm *xfm) {
+  if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
+  return xfm->computed ? KEL_OK : kel::fail(fn, KEL_ERR_ARGUMENT, "Must initialize");
+}
+
+template <class T>
+void rectify_rows(const KelPerspectiveXfm *xfm, const Image *src, Image *dst, double x0, double y0,
+                  double scale) {
+  const double xmax = src->dx - 1, ymax = src->dy - 1;
+  for (int j = 0; j < dst->dy; ++j) {
+    T *row = kel::row<T>(dst, j);
+    for (int i = 0; i < dst->dx; ++i) {
+      double u, v, value = 0;
+      if (kel::calib::apply_homography(xfm->h, x0 + i / scale, y0 + j / scale, u, v) && u >= 0 &&
+          v >= 0 && u <= xmax && v <= ymax)
+        value = im_get_interpolated_pixel(src, u, v);
+      if constexpr (std::is_same_v<T, float>)
+        row[i] = static_cast<float>(value);
+      else
+        row[i] = static_cast<T>(std::floor(value + 0.5));
+    }
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API KelPerspectiveXfm *kel_perspective_xfm_create(int *status) {
+  if (status) *status = KEL_OK;
+  KelPerspectiveXfm *xfm = new (std::nothrow) KelPerspectiveXfm;
+  if (!xfm) {
+    int code = kel::fail("kel_perspective_xfm_create", KEL_ERR_NO_MEMORY, "Out of memory");
+    if (status) *status = code;
+  }
+  return xfm;
+}
+
+KELKIT_API void kel_perspective_xfm_delete(KelPerspectiveXfm *xfm) {
+  delete xfm;
+}
+
+KELKIT_API int kel_perspective_xfm_compute(KelPerspectiveXfm *xfm, int n, const double *px,
+                                           const double *py, const double *wx, const double *wy) {
+  return kel::guarded("kel_perspective_xfm_compute", [&](const char *fn) -> int {
+    if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
+    if (!px || !py || !wx || !wy) return kel::fail(fn, KEL_ERR_ARGUMENT, "pointer is NULL");
+    if (n < 4) return kel::fail(fn, KEL_ERR_ARGUMENT, "n < 4");
+    if (!kel::calib::finite_arrays(n, {px, py, wx, wy}))
+      return kel::fail(fn, KEL_ERR_ARGUMENT, "Not finite");
+    KelPerspectiveXfm r;
+    if (!kel::calib::fit_homography(n, wx, wy, px, py, r.h) || !kel::calib::invert3(r.h, r.inverse))
+      return kel::fail(fn, KEL_ERR_SINGULAR, "Singular map");
+    double sum = 0;
+    for (int i = 0; i < n; ++i) {
+      double u, v;
+      if (!kel::calib::apply_homography(r.h, wx[i], wy[i], u, v))
+        return kel::fail(fn, KEL_ERR_SINGULAR, "Singular map");
+      double d = std::hypot(u - px[i], v - py[i]);
+      sum += d * d;
+      r.max_residual = std::max(r.max_residual, d);
+    }
+    r.rms = std::sqrt(sum / n);
+    r.points = n;
+    r.computed = true;
+    *xfm = r;
+    return KEL_OK;
+  });
+}
+
+KELKIT_API int kel_perspective_xfm_pixel_to_world(const KelPerspectiveXfm *xfm, double px,
+                                                  double py, double *wx, double *wy) {
+  return kel::guarded("kel_perspective_xfm_pixel_to_world", [&](const char *fn) -> int {
+    if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
+    if (!wx || !wy) return kel::fail(fn, KEL_ERR_ARGUMENT, "pointer is NULL");
+    *wx = *wy = 0;
+    if (int e = need_computed(fn, xfm)) return e;
+    if (!kel::calib::apply_homography(xfm->inverse, px, py, *wx, *wy)) {
+      *wx = *wy = 0;
+      return kel::fail(fn, KEL_ERR_ARGUMENT, "Point outside the model");
+    }
+    return KEL_OK;
+  });
+}
+
+KELKIT_API int kel_perspective_xfm_world_to_pixel(const KelPerspectiveXfm *xfm, double wx,
+                                                  double wy, double *px, double *py) {
+  return kel::guarded("kel_perspective_xfm_world_to_pixel", [&](const char *fn) -> int {
+    if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
+    if (!px || !py) return kel::fail(fn, KEL_ERR_ARGUMENT, "pointer is NULL");
+    *px = *py = 0;
+    if (int e = need_computed(fn, xfm)) return e;
+    if (!kel::calib::apply_homography(xfm->h, wx, wy, *px, *py)) {
+      *px = *py = 0;
+      return kel::fail(fn, KEL_ERR_ARGUMENT, "Point outside the model");
+    }
+    return KEL_OK;
+  });
+}
+
+KELKIT_API int kel_perspective_xfm_get_matrix(const KelPerspectiveXfm *xfm, double *h) {
+  return kel::guarded("kel_perspective_xfm_get_matrix", [&](const char *fn) -> int {
+    if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
+    if (int e = kel::need_pointer(fn, h)) return e;
+    if (int e = need_computed(fn, xfm)) return e;
+    std::copy(xfm->h, xfm->h + 9, h);
+    return KEL_OK;
+  });
+}
+
+KELKIT_API double kel_perspective_xfm_get_rms(const KelPerspectiveXfm *xfm) {
+  return xfm && xfm->computed ? xfm->rms : 0.0;
+}
+KELKIT_API double kel_perspective_xfm_get_max_residual(const KelPerspectiveXfm *xfm) {
+  return xfm && xfm->computed ? xfm->max_residual : 0.0;
+}
+KELKIT_API int kel_perspective_xfm_get_point_count(const KelPerspectiveXfm *xfm) {
+  return xfm && xfm->computed ? xfm->points : 0;
+}
+
+KELKIT_API int kel_perspective_xfm_rectify(const KelPerspectiveXfm *xfm, const Image *src,
+                                           Image *dst, double x0, double y0, double scale) {
+  return kel::guarded("kel_perspective_xfm_rectify", [&](const char *fn) -> int {
+    if (int e = kel::need_images(fn, src, dst)) return e;
+    if (int e = need_computed(fn, xfm)) return e;
+    if (!std::isfinite(x0) || !std::isfinite(y0) || !std::isfinite(scale) || !(scale > 0))
+      return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad scale or origin");
+    if (im_same_image(src, dst))
+      return kel::fail(fn, KEL_ERR_SAME_IMAGE, "Destination must differ from source");
+    if (int e = kel::need_same_type(fn, src, dst)) return e;
+    if (src->type != BYTE && src->type != WORD && src->type != FLOAT)
+      return kel::fail(fn, KEL_ERR_TYPE, "Unsupported pixel type");
+    if (src->dx < 1 || src->dy < 1 || dst->dx < 1 || dst->dy < 1)
+      return kel::fail(fn, KEL_ERR_EMPTY, "Empty area");
+    switch (dst->type) {
+      case BYTE:
+        rectify_rows<unsigned char>(xfm, src, dst, x0, y0, scale);
+        break;
+      case WORD:
+        rectify_rows<unsigned short>(xfm, src, dst, x0, y0, scale);
+        break;
+      default:
+        rectify_rows<float>(xfm, src, dst, x0, y0, scale);
+        break;
+    }
+    return KEL_OK;
+  });
+}
+
+}  // extern "C"
