@@ -10,6 +10,7 @@
 #ifndef KELKIT_H
 #define KELKIT_H
 
+#include "kelkit/aligner.h"
 #include "kelkit/arith.h"
 #include "kelkit/average.h"
 #include "kelkit/base.h"
