@@ -188,7 +188,7 @@ KELKIT_API int kel_chessboard_find(const Image *img, int cols, int rows, double 
  * (world units), whose inner corner (i, j) lies at world (i * square,
  * j * square), as seen through `camera`: dark squares 40, light squares
  * 215, a light margin one square wide around the board and a background
- * of 110 beyond it. Each pixel averages 8 x 8 samples of its area, then a
+ * of 110 beyond it. Each pixel takes the exact mean over its area, then a
  * Gaussian blur of standard deviation `blur` pixels (0 for none), uneven
  * light (brightness falling linearly by `shading`, 0..0.9, from the left
  * edge to the right) and Gaussian noise of standard deviation `noise` grey

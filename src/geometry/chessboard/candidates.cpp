@@ -1,0 +1,116 @@
+// Saddle-point candidates of the chessboard finder: local maxima of the
+// negative Hessian determinant of the smoothed image, kept when a ring of
+// samples around them changes side of its mean exactly four times (four
+// alternating sectors) with enough contrast.
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/chessboard/chessboard.hpp"
+
+namespace kel::chessboard {
+
+namespace {
+
+constexpr int kRing = 24;
+constexpr double kRadius = 4.0;
+
+// True when the ring around (x, y) holds four alternating sectors; the
+// contrast of the ring goes to `contrast`.
+bool four_sectors(const Plane &img, double x, double y, double &contrast) {
+  double v[kRing], mean = 0, lo = 1e30, hi = -1e30;
+  for (int k = 0; k < kRing; ++k) {
+    double a = 2 * 3.14159265358979323846 * k / kRing;
+    v[k] = img.sample(x + kRadius * std::cos(a), y + kRadius * std::sin(a));
+    mean += v[k] / kRing;
+    lo = std::min(lo, v[k]);
+    hi = std::max(hi, v[k]);
+  }
+  contrast = hi - lo;
+  int changes = 0;
+  for (int k = 0; k < kRing; ++k)
+    changes += (v[k] > mean) != (v[(k + 1) % kRing] > mean);
+  if (changes != 4) return false;
+  // Opposite samples of an X junction are alike; across it they differ.
+  double same = 0, across = 0;
+  for (int k = 0; k < kRing / 2; ++k)
+    same += std::fabs(v[k] - v[k + kRing / 2]);
+  for (int k = 0; k < kRing; ++k)
+    across += std::fabs(v[k] - mean);
+  return same < 0.5 * across;
+}
+
+}  // namespace
+
+std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) {
+  const Plane s = gaussian(img, 1.5);
+  Plane resp(img.w, img.h);
+  float top = 0;
+  for (int y = 1; y < img.h - 1; ++y)
+    for (int x = 1; x < img.w - 1; ++x) {
+      double sxx = s.at(x + 1, y) - 2.0 * s.at(x, y) + s.at(x - 1, y);
+      double syy = s.at(x, y + 1) - 2.0 * s.at(x, y) + s.at(x, y - 1);
+      double sxy =
+          (s.at(x + 1, y + 1) - s.at(x + 1, y - 1) - s.at(x - 1, y + 1) + s.at(x - 1, y - 1)) / 4;
+      float r = float(sxy * sxy - sxx * syy);
+      resp.at(x, y) = r > 0 ? r : 0;
+      top = std::max(top, resp.at(x, y));
+    }
+  struct Scored {
+    Point p;
+    float score;
+  };
+  std::vector<Scored> found;
+  if (!(top > 0)) return {};
+  const float floor = top * 1e-4f;
+  const int border = int(kRadius) + 2, nms = 3;
+  std::vector<double> contrasts;
+  for (int y = border; y < img.h - border; ++y)
+    for (int x = border; x < img.w - border; ++x) {
+      float r = resp.at(x, y);
+      if (r <= floor) continue;
+      bool peak = true;
+      for (int j = -nms; j <= nms && peak; ++j)
+        for (int i = -nms; i <= nms && peak; ++i) {
+          float o = resp.at(x + i, y + j);
+          if (o > r || (o == r && (j < 0 || (j == 0 && i < 0)))) peak = false;
+        }
+      if (!peak) continue;
+      // Sub-pixel position of the response peak (parabola per axis) for the
+      // ring test; the corner refinement fixes the final position.
+      double dx = 0, dy = 0, cxx = resp.at(x + 1, y) - 2.0 * r + resp.at(x - 1, y),
+             cyy = resp.at(x, y + 1) - 2.0 * r + resp.at(x, y - 1);
+      if (cxx < 0) dx = std::clamp(-0.5 * (resp.at(x + 1, y) - resp.at(x - 1, y)) / cxx, -1., 1.);
+      if (cyy < 0) dy = std::clamp(-0.5 * (resp.at(x, y + 1) - resp.at(x, y - 1)) / cyy, -1., 1.);
+      double contrast;
+      if (!four_sectors(s, x + dx, y + dy, contrast)) continue;
+      found.push_back({{x + dx, y + dy}, r});
+      contrasts.push_back(contrast);
+    }
+  // Weak saddles in noise or texture: far below the contrast of the
+  // strongest saddles (the board's corners, dimmed by uneven light at
+  // most to a fraction).
+  std::vector<std::size_t> order(found.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
+  std::sort(order.begin(), order.end(),
+            [&](std::size_t a, std::size_t b) { return found[a].score > found[b].score; });
+  std::vector<double> strong;
+  for (std::size_t k = 0; k < order.size() && k < std::size_t(expected); ++k)
+    strong.push_back(contrasts[order[k]]);
+  double reference = 0;
+  if (!strong.empty()) {
+    std::nth_element(strong.begin(), strong.begin() + strong.size() / 2, strong.end());
+    reference = strong[strong.size() / 2];
+  }
+  std::vector<Scored> kept;
+  for (std::size_t k : order)
+    if (contrasts[k] >= 0.12 * reference) kept.push_back(found[k]);
+  found.swap(kept);
+  if (int(found.size()) > limit) found.resize(limit);
+  std::vector<Point> out;
+  for (const Scored &f : found)
+    out.push_back(f.p);
+  return out;
+}
+
+}  // namespace kel::chessboard

@@ -1,0 +1,60 @@
+// Float image planes for the chessboard finder and renderer.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "frame/pixels.hpp"
+#include "geometry/chessboard/chessboard.hpp"
+
+namespace kel::chessboard {
+
+double Plane::sample(double x, double y) const {
+  x = std::clamp(x, 0.0, double(w - 1));
+  y = std::clamp(y, 0.0, double(h - 1));
+  int x0 = std::min(int(x), w - 2 < 0 ? 0 : w - 2), y0 = std::min(int(y), h - 2 < 0 ? 0 : h - 2);
+  int x1 = std::min(x0 + 1, w - 1), y1 = std::min(y0 + 1, h - 1);
+  double fx = x - x0, fy = y - y0;
+  return (1 - fy) * ((1 - fx) * at(x0, y0) + fx * at(x1, y0)) +
+         fy * ((1 - fx) * at(x0, y1) + fx * at(x1, y1));
+}
+
+Plane plane_of(const Image *img) {
+  Plane p(img->dx, img->dy);
+  kel::with_pixel_type<int>(img->type, 0, [&]<class T>() {
+    for (int y = 0; y < img->dy; ++y) {
+      const T *row = kel::row<T>(img, y);
+      for (int x = 0; x < img->dx; ++x)
+        p.at(x, y) = float(row[x]);
+    }
+    return 0;
+  });
+  return p;
+}
+
+Plane gaussian(const Plane &src, double sigma) {
+  const int r = std::max(1, int(std::ceil(3 * sigma)));
+  std::vector<double> k(2 * r + 1);
+  double sum = 0;
+  for (int i = -r; i <= r; ++i)
+    sum += k[i + r] = std::exp(-0.5 * i * i / (sigma * sigma));
+  for (double &v : k)
+    v /= sum;
+  Plane tmp(src.w, src.h), out(src.w, src.h);
+  for (int y = 0; y < src.h; ++y)
+    for (int x = 0; x < src.w; ++x) {
+      double s = 0;
+      for (int i = -r; i <= r; ++i)
+        s += k[i + r] * src.at(std::clamp(x + i, 0, src.w - 1), y);
+      tmp.at(x, y) = float(s);
+    }
+  for (int y = 0; y < src.h; ++y)
+    for (int x = 0; x < src.w; ++x) {
+      double s = 0;
+      for (int i = -r; i <= r; ++i)
+        s += k[i + r] * tmp.at(x, std::clamp(y + i, 0, src.h - 1));
+      out.at(x, y) = float(s);
+    }
+  return out;
+}
+
+}  // namespace kel::chessboard
