@@ -61,6 +61,8 @@ KELKIT_API int kel_xfm_load(KelXfm *xfm, const char *path) {
                           {"kind", "intrinsics", "distortion", "plane", "residuals"},
                           {1, 5, 4, 9, 3}, v))
       return e;
+    if (!whole(v[0], KEL_XFM_AFFINE, KEL_XFM_CAMERA))
+      return kel::fail(fn, KEL_ERR_FILE, "Bad xfm file");
     KelXfm loaded;
     loaded.kind = int(v[0]);
     kel::calib::CameraModel &m = loaded.model;
@@ -69,8 +71,7 @@ KELKIT_API int kel_xfm_load(KelXfm *xfm, const char *path) {
     std::copy(v.begin() + 10, v.begin() + 19, m.plane);
     loaded.rms = v[19];
     loaded.max_residual = v[20];
-    bool ok = whole(v[0], KEL_XFM_AFFINE, KEL_XFM_CAMERA) && m.valid() && v[19] >= 0 &&
-              v[20] >= 0 && whole(v[21], 0, 1e9);
+    bool ok = m.valid() && v[19] >= 0 && v[20] >= 0 && whole(v[21], 0, 1e9);
     if (ok && loaded.kind == KEL_XFM_AFFINE)
       ok = m.fx == 1 && m.fy == 1 && m.skew == 0 && m.cx == 0 && m.cy == 0 && !m.distorted() &&
            m.plane[6] == 0 && m.plane[7] == 0 && m.plane[8] == 1;

@@ -17,10 +17,19 @@ constexpr double kRadius = 4.0;
 // True when the ring around (x, y) holds four alternating sectors; the
 // contrast of the ring goes to `contrast`.
 bool four_sectors(const Plane &img, double x, double y, double &contrast) {
+  static const struct Ring {
+    double dx[kRing], dy[kRing];
+    Ring() {
+      for (int k = 0; k < kRing; ++k) {
+        double a = 2 * 3.14159265358979323846 * k / kRing;
+        dx[k] = kRadius * std::cos(a);
+        dy[k] = kRadius * std::sin(a);
+      }
+    }
+  } ring;
   double v[kRing], mean = 0, lo = 1e30, hi = -1e30;
   for (int k = 0; k < kRing; ++k) {
-    double a = 2 * 3.14159265358979323846 * k / kRing;
-    v[k] = img.sample(x + kRadius * std::cos(a), y + kRadius * std::sin(a));
+    v[k] = img.sample(x + ring.dx[k], y + ring.dy[k]);
     mean += v[k] / kRing;
     lo = std::min(lo, v[k]);
     hi = std::max(hi, v[k]);
@@ -42,19 +51,24 @@ bool four_sectors(const Plane &img, double x, double y, double &contrast) {
 }  // namespace
 
 std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) {
-  const Plane s = gaussian(img, 1.5);
+  const Plane &s = img;
   Plane resp(img.w, img.h);
   float top = 0;
-  for (int y = 1; y < img.h - 1; ++y)
-    for (int x = 1; x < img.w - 1; ++x) {
-      double sxx = s.at(x + 1, y) - 2.0 * s.at(x, y) + s.at(x - 1, y);
-      double syy = s.at(x, y + 1) - 2.0 * s.at(x, y) + s.at(x, y - 1);
-      double sxy =
-          (s.at(x + 1, y + 1) - s.at(x + 1, y - 1) - s.at(x - 1, y + 1) + s.at(x - 1, y - 1)) / 4;
-      float r = float(sxy * sxy - sxx * syy);
-      resp.at(x, y) = r > 0 ? r : 0;
-      top = std::max(top, resp.at(x, y));
+  const int w = img.w;
+  for (int y = 1; y < img.h - 1; ++y) {
+    const float *up = &s.v[std::size_t(y - 1) * w], *mid = up + w, *down = mid + w;
+    float *out = &resp.v[std::size_t(y) * w];
+    for (int x = 1; x < w - 1; ++x) {
+      float sxx = mid[x + 1] - 2 * mid[x] + mid[x - 1];
+      float syy = down[x] - 2 * mid[x] + up[x];
+      float sxy = (down[x + 1] - up[x + 1] - down[x - 1] + up[x - 1]) * 0.25f;
+      out[x] = std::max(sxy * sxy - sxx * syy, 0.0f);
     }
+  }
+  // A separate pass keeps the loop above free of a reduction, so it can be
+  // vectorised.
+  for (float r : resp.v)
+    top = std::max(top, r);
   struct Scored {
     Point p;
     float score;
@@ -67,7 +81,9 @@ std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) 
   for (int y = border; y < img.h - border; ++y)
     for (int x = border; x < img.w - border; ++x) {
       float r = resp.at(x, y);
-      if (r <= floor) continue;
+      if (r <= floor || r < resp.at(x - 1, y) || r < resp.at(x + 1, y) || r < resp.at(x, y - 1) ||
+          r < resp.at(x, y + 1))
+        continue;
       bool peak = true;
       for (int j = -nms; j <= nms && peak; ++j)
         for (int i = -nms; i <= nms && peak; ++i) {

@@ -30,17 +30,22 @@ struct Point {
   double x = 0, y = 0;
 };
 
-// Saddle points of the image (where four alternating sectors meet), the
+// Saddle points of the smoothed image (where four alternating sectors
+// meet), the
 // strongest first, at most `limit`; `expected` saddles of the pattern
 // set the contrast that the others must approach.
-std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit);
+std::vector<Point> saddle_candidates(const Plane &smoothed, int expected, int limit);
 
 // Orders candidates into a cols x rows grid (row by row, corner 0 nearest
 // the image's top-left, not mirrored). False when no such grid is found.
 bool grow_grid(const std::vector<Point> &candidates, int cols, int rows, std::vector<Point> &grid);
 
-// Moves each grid corner to the point where the image gradients around it
-// are perpendicular to the lines from it (the crossing of the edges).
-void refine_corners(const Plane &img, int cols, int rows, std::vector<Point> &grid);
+// Moves each grid corner to the point where the gradients of the smoothed
+// image around it are perpendicular to the lines from it (the crossing of
+// the edges).
+void refine_corners(const Plane &smoothed, int cols, int rows, std::vector<Point> &grid);
+
+// The smoothing both stages work on.
+constexpr double kSmoothing = 1.5;
 
 }  // namespace kel::chessboard

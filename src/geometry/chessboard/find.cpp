@@ -16,13 +16,13 @@ extern "C" KELKIT_API int kel_chessboard_find(const Image *img, int cols, int ro
       return kel::fail(fn, KEL_ERR_TYPE, "Unsupported pixel type");
     if (img->dx < 16 || img->dy < 16) return kel::fail(fn, KEL_ERR_AREA_SMALL, "Area too small!");
     using namespace kel::chessboard;
-    const Plane plane = plane_of(img);
-    std::vector<Point> candidates = saddle_candidates(plane, cols * rows, 4 * cols * rows + 200);
+    const Plane smoothed = gaussian(plane_of(img), kSmoothing);
+    std::vector<Point> candidates = saddle_candidates(smoothed, cols * rows, 4 * cols * rows + 200);
     std::vector<Point> grid;
 
     if (!grow_grid(candidates, cols, rows, grid))
       return kel::fail(fn, KEL_ERR_NOT_FOUND, "Chessboard not found");
-    refine_corners(plane, cols, rows, grid);
+    refine_corners(smoothed, cols, rows, grid);
     for (std::size_t k = 0; k < grid.size(); ++k) {
       if (!std::isfinite(grid[k].x) || !std::isfinite(grid[k].y))
         return kel::fail(fn, KEL_ERR_NOT_FOUND, "Chessboard not found");

@@ -13,19 +13,26 @@ namespace kel::chessboard {
 
 namespace {
 
-// Sobel gradients (scaled by 1/8), zero at the border.
-void gradients(const Plane &img, Plane &gx, Plane &gy) {
-  gx = Plane(img.w, img.h);
-  gy = Plane(img.w, img.h);
-  for (int y = 1; y < img.h - 1; ++y)
-    for (int x = 1; x < img.w - 1; ++x) {
-      gx.at(x, y) = float((img.at(x + 1, y - 1) + 2.0 * img.at(x + 1, y) + img.at(x + 1, y + 1) -
-                           img.at(x - 1, y - 1) - 2.0 * img.at(x - 1, y) - img.at(x - 1, y + 1)) /
-                          8);
-      gy.at(x, y) = float((img.at(x - 1, y + 1) + 2.0 * img.at(x, y + 1) + img.at(x + 1, y + 1) -
-                           img.at(x - 1, y - 1) - 2.0 * img.at(x, y - 1) - img.at(x + 1, y - 1)) /
-                          8);
+constexpr int kDrift = 3;
+
+// Sobel gradients (scaled by 1/8) of the pixels x0..x1, y0..y1 (inside the
+// border), row by row.
+void gradients(const Plane &img, int x0, int y0, int x1, int y1, std::vector<float> &gx,
+               std::vector<float> &gy) {
+  const int n = (x1 - x0 + 1) * (y1 - y0 + 1);
+  gx.resize(n);
+  gy.resize(n);
+  int k = 0;
+  for (int y = y0; y <= y1; ++y) {
+    const float *up = &img.v[std::size_t(y - 1) * img.w], *mid = up + img.w, *down = mid + img.w;
+    for (int x = x0; x <= x1; ++x, ++k) {
+      gx[k] =
+          (up[x + 1] + 2 * mid[x + 1] + down[x + 1] - up[x - 1] - 2 * mid[x - 1] - down[x - 1]) *
+          0.125f;
+      gy[k] =
+          (down[x - 1] + 2 * down[x] + down[x + 1] - up[x - 1] - 2 * up[x] - up[x + 1]) * 0.125f;
     }
+  }
 }
 
 // Window weight at offset (dx, dy) from the corner: a smooth bump that
@@ -53,50 +60,65 @@ double local_step(const std::vector<Point> &g, int cols, int rows, int i, int j)
 }  // namespace
 
 void refine_corners(const Plane &img, int cols, int rows, std::vector<Point> &grid) {
-  // Smoothing widens sharp edges so that their sampled gradients keep the
-  // same centroid wherever the edge falls between pixel centres; it keeps
-  // the point symmetry of a corner, so it moves no corner.
-  Plane gx, gy;
-  gradients(gaussian(img, 1.5), gx, gy);
+  // The image is smoothed: that widens sharp edges so that their sampled
+  // gradients keep the same centroid wherever the edge falls between pixel
+  // centres, and keeps the point symmetry of a corner, so it moves no
+  // corner.
+  std::vector<float> gx, gy;
   for (int j = 0; j < rows; ++j)
     for (int i = 0; i < cols; ++i) {
       Point &p = grid[std::size_t(j) * cols + i];
       const double step = local_step(grid, cols, rows, i, j);
       const int half = std::clamp(int(std::lround(0.6 * step)), 3, 16);
+      // Gradients of the area the window can cover while the corner moves
+      // at most kDrift pixels from its start.
+      const int reach = half + kDrift + 2;
+      const int bx0 = std::max(1, int(p.x) - reach), bx1 = std::min(img.w - 2, int(p.x) + reach);
+      const int by0 = std::max(1, int(p.y) - reach), by1 = std::min(img.h - 2, int(p.y) + reach);
+      if (bx0 > bx1 || by0 > by1) continue;
+      gradients(img, bx0, by0, bx1, by1, gx, gy);
+      const int bw = bx1 - bx0 + 1;
+      auto at = [&](const std::vector<float> &g, int x, int y) {
+        return g[std::size_t(y - by0) * bw + (x - bx0)];
+      };
       Point cur = p;
       for (int it = 0; it < 30; ++it) {
         const int x0 = int(std::lround(cur.x)), y0 = int(std::lround(cur.y));
-        const int xa = std::max(1, x0 - half - 1), xb = std::min(img.w - 2, x0 + half + 1);
-        const int ya = std::max(1, y0 - half - 1), yb = std::min(img.h - 2, y0 + half + 1);
+        const int xa = std::max(bx0, x0 - half - 1), xb = std::min(bx1, x0 + half + 1);
+        const int ya = std::max(by0, y0 - half - 1), yb = std::min(by1, y0 + half + 1);
         // Uneven light adds a nearly constant gradient everywhere; the
         // corner's own gradients average to zero around it (opposite
-        // points have opposite gradients), so the window's mean gradient is
-        // that of the light, and is taken off.
-        double sw = 0, mu = 0, mv = 0;
+        // points have opposite gradients), so the window's mean gradient m
+        // is that of the light, and is taken off: the system uses g - m.
+        // One pass gathers the sums that expand it, with d = q - cur:
+        //   A   = sum w g g^T - (sum w) m m^T
+        //   rhs = sum w g g^T d - (sum w g d^T) m - m tr(sum w g d^T)
+        //         + m (m . sum w d)
+        double s0 = 0, sgx = 0, sgy = 0, sdx = 0, sdy = 0, sxx = 0, sxy = 0, syy = 0;
+        double rx = 0, ry = 0, gdxx = 0, gdxy = 0, gdyx = 0, gdyy = 0;
         for (int y = ya; y <= yb; ++y)
           for (int x = xa; x <= xb; ++x) {
-            double dx = x - cur.x, dy = y - cur.y;
-            double w = weight(dx, dy, half);
-            sw += w, mu += w * gx.at(x, y), mv += w * gy.at(x, y);
+            const double dx = x - cur.x, dy = y - cur.y, w = weight(dx, dy, half);
+            if (w == 0) continue;
+            const double u = at(gx, x, y), v = at(gy, x, y);
+            const double wu = w * u, wv = w * v, guu = wu * u, guv = wu * v, gvv = wv * v;
+            s0 += w, sgx += wu, sgy += wv, sdx += w * dx, sdy += w * dy;
+            sxx += guu, sxy += guv, syy += gvv;
+            rx += guu * dx + guv * dy;
+            ry += guv * dx + gvv * dy;
+            gdxx += wu * dx, gdxy += wu * dy, gdyx += wv * dx, gdyy += wv * dy;
           }
-        if (!(sw > 0)) break;
-        mu /= sw, mv /= sw;
-        double a = 0, b = 0, c = 0, bx = 0, by = 0;
-        for (int y = ya; y <= yb; ++y)
-          for (int x = xa; x <= xb; ++x) {
-            double dx = x - cur.x, dy = y - cur.y;
-            double w = weight(dx, dy, half);
-            double u = gx.at(x, y) - mu, v = gy.at(x, y) - mv;
-            double guu = w * u * u, guv = w * u * v, gvv = w * v * v;
-            a += guu, b += guv, c += gvv;
-            bx += guu * x + guv * y;
-            by += guv * x + gvv * y;
-          }
+        if (!(s0 > 0)) break;
+        const double mx = sgx / s0, my = sgy / s0, trace = gdxx + gdyy, md = mx * sdx + my * sdy;
+        const double a = sxx - s0 * mx * mx, b = sxy - s0 * mx * my, c = syy - s0 * my * my;
+        const double bx = rx - (gdxx * mx + gdxy * my) - mx * trace + mx * md;
+        const double by = ry - (gdyx * mx + gdyy * my) - my * trace + my * md;
         double det = a * c - b * b;
         if (!(det > 1e-12 * (a + c) * (a + c))) break;
-        Point next{(c * bx - b * by) / det, (a * by - b * bx) / det};
-        // A corner does not wander off: stay within the window.
-        if (std::hypot(next.x - p.x, next.y - p.y) > half) break;
+        Point next{cur.x + (c * bx - b * by) / det, cur.y + (a * by - b * bx) / det};
+        // A candidate lies within a pixel or so of its corner; one that
+        // wanders off is left where it was.
+        if (std::hypot(next.x - p.x, next.y - p.y) > kDrift) break;
         double move = std::hypot(next.x - cur.x, next.y - cur.y);
         cur = next;
         if (move < 1e-4) break;
