@@ -75,7 +75,7 @@ std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) 
   };
   std::vector<Scored> found;
   if (!(top > 0)) return {};
-  const float floor = top * 1e-4f;
+  const float floor = top * 1e-3f;  // a corner at a tenth of the best contrast scores 1e-2
   const int border = int(kRadius) + 2, nms = 3;
   std::vector<double> contrasts;
   for (int y = border; y < img.h - border; ++y)

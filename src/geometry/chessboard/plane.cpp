@@ -41,21 +41,21 @@ Plane gaussian(const Plane &src, double sigma) {
     k[i + r] = float(std::exp(-0.5 * i * i / (sigma * sigma)) / sum);
   const int w = src.w, h = src.h;
   Plane tmp(w, h), out(w, h);
-  // Rows: the interior without bounds checks, the ends with replicated
-  // borders.
+  // Rows: the interior tap by tap over the whole row (so the loop runs
+  // along x), the ends with replicated borders.
   for (int y = 0; y < h; ++y) {
     const float *in = &src.v[std::size_t(y) * w];
     float *o = &tmp.v[std::size_t(y) * w];
-    for (int x = 0; x < w; ++x) {
-      if (x == r && w - r > r) {
-        for (; x < w - r; ++x) {
-          float acc = 0;
-          for (int i = 0; i <= 2 * r; ++i)
-            acc += k[i] * in[x - r + i];
-          o[x] = acc;
-        }
-        if (x >= w) break;
+    const int inner_end = w - r;
+    if (inner_end > r)
+      for (int i = 0; i <= 2 * r; ++i) {
+        const float c = k[i];
+        const float *shifted = in + i - r;
+        for (int x = r; x < inner_end; ++x)
+          o[x] += c * shifted[x];
       }
+    for (int x = 0; x < w; ++x) {
+      if (x >= r && x < inner_end) continue;
       float acc = 0;
       for (int i = -r; i <= r; ++i)
         acc += k[i + r] * in[std::clamp(x + i, 0, w - 1)];

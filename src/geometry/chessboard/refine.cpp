@@ -69,7 +69,9 @@ void refine_corners(const Plane &img, int cols, int rows, std::vector<Point> &gr
     for (int i = 0; i < cols; ++i) {
       Point &p = grid[std::size_t(j) * cols + i];
       const double step = local_step(grid, cols, rows, i, j);
-      const int half = std::clamp(int(std::lround(0.6 * step)), 3, 16);
+      // The window stays inside the image, so that it stays symmetric.
+      const double room = std::min({p.x, p.y, img.w - 1 - p.x, img.h - 1 - p.y}) - kDrift - 2;
+      const int half = std::clamp(int(std::lround(std::min(0.6 * step, room))), 2, 16);
       // Gradients of the area the window can cover while the corner moves
       // at most kDrift pixels from its start.
       const int reach = half + kDrift + 2;
@@ -121,7 +123,7 @@ void refine_corners(const Plane &img, int cols, int rows, std::vector<Point> &gr
         if (std::hypot(next.x - p.x, next.y - p.y) > kDrift) break;
         double move = std::hypot(next.x - cur.x, next.y - cur.y);
         cur = next;
-        if (move < 1e-4) break;
+        if (move < 1e-3) break;
       }
       p = cur;
     }
