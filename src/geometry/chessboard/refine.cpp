@@ -35,12 +35,12 @@ void gradients(const Plane &img, int x0, int y0, int x1, int y1, std::vector<flo
   }
 }
 
-// Window weight at offset (dx, dy) from the corner: a smooth bump that
-// falls to zero at `radius`, so the window is symmetric about the corner
+// Window weight at offset (dx, dy) from the corner: a bump that falls
+// continuously to zero at `radius`, so the window is symmetric about the corner
 // wherever it lies between pixel centres.
 double weight(double dx, double dy, double radius) {
   double t = (dx * dx + dy * dy) / (radius * radius);
-  return t < 1 ? (1 - t) * (1 - t) : 0.0;
+  return t < 1 ? (1 - t) : 0.0;
 }
 
 // Distance to the nearest grid neighbour of corner (i, j).
@@ -71,7 +71,7 @@ void refine_corners(const Plane &img, int cols, int rows, std::vector<Point> &gr
       const double step = local_step(grid, cols, rows, i, j);
       // The window stays inside the image, so that it stays symmetric.
       const double room = std::min({p.x, p.y, img.w - 1 - p.x, img.h - 1 - p.y}) - kDrift - 2;
-      const int half = std::clamp(int(std::lround(std::min(0.6 * step, room))), 2, 16);
+      const int half = std::clamp(int(std::lround(std::min(0.7 * step, room))), 2, 16);
       // Gradients of the area the window can cover while the corner moves
       // at most kDrift pixels from its start.
       const int reach = half + kDrift + 2;
