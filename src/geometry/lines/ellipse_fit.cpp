@@ -37,37 +37,59 @@ double closest_root(double r0, double z0, double z1, double g) {
   return s;
 }
 
-// Distance from (y0, y1), y0, y1 >= 0, to the ellipse with semi-axes e0 >= e1
-// > 0 along the coordinate axes.
-double axis_distance(double e0, double e1, double y0, double y1) {
+// Closest point (x0, x1) to (y0, y1), y0, y1 >= 0, on the ellipse with
+// semi-axes e0 >= e1 > 0 along the coordinate axes.
+void closest_on_axes(double e0, double e1, double y0, double y1, double &x0, double &x1) {
   if (y1 > 0) {
     if (y0 > 0) {
       double z0 = y0 / e0, z1 = y1 / e1, g = z0 * z0 + z1 * z1 - 1;
-      if (g == 0) return 0;
+      if (g == 0) {
+        x0 = y0, x1 = y1;
+        return;
+      }
       double r0 = (e0 / e1) * (e0 / e1), s = closest_root(r0, z0, z1, g);
-      double x0 = r0 * y0 / (s + r0), x1 = y1 / (s + 1);
-      return std::hypot(x0 - y0, x1 - y1);
+      x0 = r0 * y0 / (s + r0);
+      x1 = y1 / (s + 1);
+      return;
     }
-    return std::fabs(y1 - e1);
+    x0 = 0, x1 = e1;
+    return;
   }
   double numer0 = e0 * y0, denom0 = e0 * e0 - e1 * e1;
   if (numer0 < denom0) {
-    double xde0 = numer0 / denom0, x0 = e0 * xde0, x1 = e1 * std::sqrt(1 - xde0 * xde0);
-    return std::hypot(x0 - y0, x1);
+    double xde0 = numer0 / denom0;
+    x0 = e0 * xde0, x1 = e1 * std::sqrt(1 - xde0 * xde0);
+    return;
   }
-  return std::fabs(y0 - e0);
+  x0 = e0, x1 = 0;
 }
 
-// Signed orthogonal distance: negative inside.
-double residual(const Ellipse &e, double x, double y) {
-  double c = std::cos(e.angle), s = std::sin(e.angle), dx = x - e.cx, dy = y - e.cy;
-  double u = dx * c + dy * s, v = -dx * s + dy * c, a = e.a, b = e.b;
-  if (a < b) {
-    std::swap(a, b);
-    std::swap(u, v);
+// Signed orthogonal distance of (x, y) from the ellipse (negative inside)
+// and, when `grad` is given, its derivatives by (cx, cy, a, b, angle): the
+// closest point stays the closest to first order, so each derivative is
+// minus the outward normal times the motion of that point of the curve.
+double residual(const Ellipse &e, double x, double y, double *grad = nullptr) {
+  const double c = std::cos(e.angle), s = std::sin(e.angle), dx = x - e.cx, dy = y - e.cy;
+  const double u = dx * c + dy * s, v = -dx * s + dy * c, a = e.a, b = e.b;
+  double cu, cv;  // closest point in the ellipse's frame
+  if (a >= b) {
+    closest_on_axes(a, b, std::fabs(u), std::fabs(v), cu, cv);
+  } else {
+    closest_on_axes(b, a, std::fabs(v), std::fabs(u), cv, cu);
   }
-  double d = axis_distance(a, b, std::fabs(u), std::fabs(v));
-  return (u / a) * (u / a) + (v / b) * (v / b) < 1 ? -d : d;
+  cu = std::copysign(cu, u);
+  cv = std::copysign(cv, v);
+  double nu = cu / (a * a), nv = cv / (b * b), len = std::hypot(nu, nv);
+  nu /= len, nv /= len;
+  const double d = nu * (u - cu) + nv * (v - cv);
+  if (grad) {
+    grad[0] = -(c * nu - s * nv);
+    grad[1] = -(s * nu + c * nv);
+    grad[2] = -nu * cu / a;
+    grad[3] = -nv * cv / b;
+    grad[4] = nu * cv - nv * cu;
+  }
+  return d;
 }
 
 // The ellipse of a conic A x^2 + B xy + C y^2 + D x + E y + F = 0 given in
@@ -93,15 +115,34 @@ std::optional<Ellipse> from_conic(const std::vector<double> &q, double ox, doubl
                  angle};
 }
 
-std::optional<Ellipse> algebraic(const std::vector<int> &idx, const double *x, const double *y,
-                                 double ox, double oy, double scale) {
+// A candidate of the search: the ellipse and its conic on normalised
+// coordinates, whose first-order (Sampson) distance ranks candidates
+// quickly.
+struct Candidate {
+  Ellipse e;
+  std::vector<double> q;
+};
+
+std::vector<double> conic_through(const std::vector<int> &idx, const double *x, const double *y,
+                                  double ox, double oy, double scale) {
   std::vector<double> rows;
   rows.reserve(idx.size() * 6);
   for (int i : idx) {
     double u = (x[i] - ox) / scale, v = (y[i] - oy) / scale;
     rows.insert(rows.end(), {u * u, u * v, v * v, u, v, 1.0});
   }
-  return from_conic(kel::calib::null_vector(6, rows), ox, oy, scale);
+  return kel::calib::null_vector(6, rows);
+}
+
+double sampson(const std::vector<double> &q, double u, double v) {
+  double value = q[0] * u * u + q[1] * u * v + q[2] * v * v + q[3] * u + q[4] * v + q[5];
+  double gu = 2 * q[0] * u + q[1] * v + q[3], gv = q[1] * u + 2 * q[2] * v + q[4];
+  return value / std::max(std::hypot(gu, gv), 1e-300);
+}
+
+std::optional<Ellipse> algebraic(const std::vector<int> &idx, const double *x, const double *y,
+                                 double ox, double oy, double scale) {
+  return from_conic(conic_through(idx, x, y, ox, oy, scale), ox, oy, scale);
 }
 
 Ellipse normalised(Ellipse e) {
@@ -128,6 +169,13 @@ Ellipse refine(const Ellipse &start, const std::vector<int> &keep, const double 
       r[k] = residual(e, x[keep[k]], y[keep[k]]);
     return true;
   };
+  ls.jacobian = [&](const double *p, double *jac) {
+    if (!(p[2] > 0) || !(p[3] > 0)) return false;
+    Ellipse e{p[0], p[1], p[2], p[3], p[4]};
+    for (std::size_t k = 0; k < keep.size(); ++k)
+      residual(e, x[keep[k]], y[keep[k]], &jac[k * 5]);
+    return true;
+  };
   std::vector<double> p = {start.cx, start.cy, start.a, start.b, start.angle};
   kel::calib::levenberg_marquardt(ls, p);
   return normalised({p[0], p[1], p[2], p[3], p[4]});
@@ -149,11 +197,19 @@ extern "C" KELKIT_API int kel_ellipse_fit(int n, const double *x, const double *
     const double size = kel::lines::extent(n, x, y);
     if (!(size > 0)) return kel::fail(fn, KEL_ERR_NOT_FOUND, "No fit");
     const double scale = size / 2;
-    auto candidate = kel::lines::least_median<Ellipse>(
-        n, 5, [&](const std::vector<int> &idx) { return algebraic(idx, x, y, ox, oy, scale); },
-        [&](const Ellipse &e, int i) { return residual(e, x[i], y[i]); });
+    auto candidate = kel::lines::least_median<Candidate>(
+        n, 5,
+        [&](const std::vector<int> &idx) -> std::optional<Candidate> {
+          std::vector<double> q = conic_through(idx, x, y, ox, oy, scale);
+          std::optional<Ellipse> e = from_conic(q, ox, oy, scale);
+          if (!e) return std::nullopt;
+          return Candidate{*e, q};
+        },
+        [&](const Candidate &c, int i) {
+          return sampson(c.q, (x[i] - ox) / scale, (y[i] - oy) / scale) * scale;
+        });
     if (!candidate) return kel::fail(fn, KEL_ERR_NOT_FOUND, "No fit");
-    Ellipse best = normalised(*candidate);
+    Ellipse best = normalised(candidate->e);
     std::vector<int> keep;
     for (int round = 0; round < 3; ++round) {
       keep = kel::lines::select_inliers(
