@@ -123,16 +123,20 @@ KELKIT_API void kel_perspective_xfm_delete(KelPerspectiveXfm *xfm);
 
 /* Computes the homography that maps world (wx[i], wy[i]) to pixel (px[i],
  * py[i]) from n >= 4 pairs: a linear estimate on normalised coordinates,
- * then a Levenberg-Marquardt refinement of the pixel distances.
+ * then a Levenberg-Marquardt refinement of the pixel distances. The world
+ * points fix which side of the horizon (the world line h6 X + h7 Y + h8 = 0)
+ * is seen; points of the other side are refused by the maps and left out
+ * of rectified images.
  * Returns 0; 10 null pointer ("xfm is NULL", "pointer is NULL"), n < 4 ("n
  * < 4"), a value that is not finite; 16 degenerate points (three of four on
- * a line, all on a line: "Singular map"). Unchanged after a failure. */
+ * a line, all on a line: "Singular map"; world points on both sides of the
+ * horizon). Unchanged after a failure. */
 KELKIT_API int kel_perspective_xfm_compute(KelPerspectiveXfm *xfm, int n, const double *px,
                                            const double *py, const double *wx, const double *wy);
 
 /* Maps pixel to world and back. Returns 0; 10 null pointer; 10 not
- * computed ("Must initialize"); 10 a point on the horizon ("Point outside
- * the model"). */
+ * computed ("Must initialize"); 10 a point on or beyond the horizon ("Point
+ * outside the model"). */
 KELKIT_API int kel_perspective_xfm_pixel_to_world(const KelPerspectiveXfm *xfm, double px,
                                                   double py, double *wx, double *wy);
 KELKIT_API int kel_perspective_xfm_world_to_pixel(const KelPerspectiveXfm *xfm, double wx,
@@ -150,8 +154,8 @@ KELKIT_API int kel_perspective_xfm_get_point_count(const KelPerspectiveXfm *xfm)
 /* Rectifies `src` onto the world plane: dst pixel (i, j) shows the world
  * point (x0 + i / scale, y0 + j / scale), scale being dst pixels per world
  * unit, read from src by bilinear interpolation (im_get_interpolated_pixel).
- * Pixels whose world point falls outside src's pixel centres, or on the
- * horizon, are set to 0. BYTE and WORD values are rounded. src and dst must
+ * Pixels whose world point falls outside src's pixel centres, or on or
+ * beyond the horizon, are set to 0. BYTE and WORD values are rounded. src and dst must
  * be different images of one pixel type (BYTE, WORD or FLOAT); either may
  * be a view.
  * Returns 0; 1 null image; 10 null xfm, not computed, or a scale that is
@@ -160,7 +164,8 @@ KELKIT_API int kel_perspective_xfm_get_point_count(const KelPerspectiveXfm *xfm)
 KELKIT_API int kel_perspective_xfm_rectify(const KelPerspectiveXfm *xfm, const Image *src,
                                            Image *dst, double x0, double y0, double scale);
 
-/* Saves ("kelkit-perspective-xfm 1", the matrix and residuals) and loads,
+/* Saves ("kelkit-perspective-xfm 1", the matrix, the seen side and the
+ * residuals) and loads,
  * with the same checks and codes as kel_xfm_save / kel_xfm_load ("Bad xfm
  * file" for an invalid file). */
 KELKIT_API int kel_perspective_xfm_save(const KelPerspectiveXfm *xfm, const char *path);

@@ -10,6 +10,16 @@
 #include "geometry/calibration/solve.hpp"
 #include "geometry/calibration/xfm_record.hpp"
 
+bool KelPerspectiveXfm::to_pixel(double X, double Y, double &u, double &v) const {
+  return (h[6] * X + h[7] * Y + h[8]) * side > 0 && kel::calib::apply_homography(h, X, Y, u, v);
+}
+
+bool KelPerspectiveXfm::to_world(double u, double v, double &X, double &Y) const {
+  // The world point's own w is 1 / (inverse row 3 . (u, v, 1)).
+  return (inverse[6] * u + inverse[7] * v + inverse[8]) * side > 0 &&
+         kel::calib::apply_homography(inverse, u, v, X, Y);
+}
+
 namespace {
 
 int need_computed(const char *fn, const KelPerspectiveXfm *xfm) {
@@ -25,8 +35,8 @@ void rectify_rows(const KelPerspectiveXfm *xfm, const Image *src, Image *dst, do
     T *row = kel::row<T>(dst, j);
     for (int i = 0; i < dst->dx; ++i) {
       double u, v, value = 0;
-      if (kel::calib::apply_homography(xfm->h, x0 + i / scale, y0 + j / scale, u, v) && u >= 0 &&
-          v >= 0 && u <= xmax && v <= ymax)
+      if (xfm->to_pixel(x0 + i / scale, y0 + j / scale, u, v) && u >= 0 && v >= 0 && u <= xmax &&
+          v <= ymax)
         value = im_get_interpolated_pixel(src, u, v);
       if constexpr (std::is_same_v<T, float>)
         row[i] = static_cast<float>(value);
@@ -65,11 +75,12 @@ KELKIT_API int kel_perspective_xfm_compute(KelPerspectiveXfm *xfm, int n, const 
     KelPerspectiveXfm r;
     if (!kel::calib::fit_homography(n, wx, wy, px, py, r.h) || !kel::calib::invert3(r.h, r.inverse))
       return kel::fail(fn, KEL_ERR_SINGULAR, "Singular map");
+    r.side = r.h[6] * wx[0] + r.h[7] * wy[0] + r.h[8] > 0 ? 1 : -1;
     double sum = 0;
     for (int i = 0; i < n; ++i) {
       double u, v;
-      if (!kel::calib::apply_homography(r.h, wx[i], wy[i], u, v))
-        return kel::fail(fn, KEL_ERR_SINGULAR, "Singular map");
+      if (!r.to_pixel(wx[i], wy[i], u, v))
+        return kel::fail(fn, KEL_ERR_SINGULAR, "Points on both sides of the horizon");
       double d = std::hypot(u - px[i], v - py[i]);
       sum += d * d;
       r.max_residual = std::max(r.max_residual, d);
@@ -89,7 +100,7 @@ KELKIT_API int kel_perspective_xfm_pixel_to_world(const KelPerspectiveXfm *xfm, 
     if (!wx || !wy) return kel::fail(fn, KEL_ERR_ARGUMENT, "pointer is NULL");
     *wx = *wy = 0;
     if (int e = need_computed(fn, xfm)) return e;
-    if (!kel::calib::apply_homography(xfm->inverse, px, py, *wx, *wy)) {
+    if (!xfm->to_world(px, py, *wx, *wy)) {
       *wx = *wy = 0;
       return kel::fail(fn, KEL_ERR_ARGUMENT, "Point outside the model");
     }
@@ -104,7 +115,7 @@ KELKIT_API int kel_perspective_xfm_world_to_pixel(const KelPerspectiveXfm *xfm, 
     if (!px || !py) return kel::fail(fn, KEL_ERR_ARGUMENT, "pointer is NULL");
     *px = *py = 0;
     if (int e = need_computed(fn, xfm)) return e;
-    if (!kel::calib::apply_homography(xfm->h, wx, wy, *px, *py)) {
+    if (!xfm->to_pixel(wx, wy, *px, *py)) {
       *px = *py = 0;
       return kel::fail(fn, KEL_ERR_ARGUMENT, "Point outside the model");
     }

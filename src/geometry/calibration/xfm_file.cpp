@@ -87,8 +87,9 @@ KELKIT_API int kel_perspective_xfm_save(const KelPerspectiveXfm *xfm, const char
     if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
     if (int e = kel::need_pointer(fn, path)) return e;
     if (!xfm->computed) return kel::fail(fn, KEL_ERR_ARGUMENT, "Must initialize");
-    bool ok = kel::calib::write_keyed(path, kPerspectiveHeader, {"matrix", "residuals"},
+    bool ok = kel::calib::write_keyed(path, kPerspectiveHeader, {"matrix", "side", "residuals"},
                                       {std::vector<double>(xfm->h, xfm->h + 9),
+                                       {double(xfm->side)},
                                        {xfm->rms, xfm->max_residual, double(xfm->points)}});
     return ok ? KEL_OK : kel::fail(fn, KEL_ERR_FILE, "Cannot write file");
   });
@@ -99,19 +100,21 @@ KELKIT_API int kel_perspective_xfm_load(KelPerspectiveXfm *xfm, const char *path
     if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
     if (int e = kel::need_pointer(fn, path)) return e;
     std::vector<double> v;
-    if (int e = read_file(fn, path, kPerspectiveHeader, {"matrix", "residuals"}, {9, 3}, v))
+    if (int e =
+            read_file(fn, path, kPerspectiveHeader, {"matrix", "side", "residuals"}, {9, 1, 3}, v))
       return e;
     KelPerspectiveXfm loaded;
     std::copy(v.begin(), v.begin() + 9, loaded.h);
-    bool ok = v[8] == 1 && kel::calib::invert3(loaded.h, loaded.inverse) && v[9] >= 0 &&
-              v[10] >= 0 && whole(v[11], 0, 1e9);
+    bool ok = v[8] == 1 && kel::calib::invert3(loaded.h, loaded.inverse) &&
+              (v[9] == 1 || v[9] == -1) && v[10] >= 0 && v[11] >= 0 && whole(v[12], 0, 1e9);
     for (double x : loaded.inverse)
       ok = ok && std::isfinite(x);
     if (!ok) return kel::fail(fn, KEL_ERR_FILE, "Bad xfm file");
     loaded.computed = true;
-    loaded.rms = v[9];
-    loaded.max_residual = v[10];
-    loaded.points = int(v[11]);
+    loaded.side = int(v[9]);
+    loaded.rms = v[10];
+    loaded.max_residual = v[11];
+    loaded.points = int(v[12]);
     *xfm = loaded;
     return KEL_OK;
   });

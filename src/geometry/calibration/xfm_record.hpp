@@ -15,8 +15,16 @@ struct KelPerspectiveXfm {
   bool computed = false;
   double h[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};  // world -> pixel
   double inverse[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  // The side of the horizon the world plane lies on: the sign of
+  // h6 X + h7 Y + h8 for its points (points of the other side map to
+  // pixels too, through the horizon, but are not seen).
+  int side = 1;
   double rms = 0, max_residual = 0;
   int points = 0;
+
+  // World to pixel and back for points on the seen side; false otherwise.
+  bool to_pixel(double X, double Y, double &u, double &v) const;
+  bool to_world(double u, double v, double &X, double &Y) const;
 };
 
 namespace kel::calib {

@@ -135,6 +135,14 @@ TEST(Xfm, HomographyFromExactAndNoisyPoints) {
     EXPECT_NEAR(x, 100 * t, 1e-7);
     EXPECT_NEAR(y, 80 * (1 - t), 1e-7);
   }
+  // Beyond the horizon (0.0009 X + 0.0012 Y + 1 = 0) nothing is seen: the
+  // world point is refused, and so is the pixel its formula gives.
+  double bu, bv;
+  map(-1200, 0, bu, bv);
+  kt::clear_report();
+  EXPECT_EQ(kel_perspective_xfm_world_to_pixel(xfm, -1200, 0, &u, &v), 10);
+  EXPECT_EQ(kel_perspective_xfm_pixel_to_world(xfm, bu, bv, &x, &y), 10);
+  EXPECT_REPORT("kel_perspective_xfm_pixel_to_world", 10);
   // Fifty points with 0.1 px noise: within 0.05 px RMS of the true images
   // (the mean over twenty draws, as one draw scatters around it).
   std::mt19937 gen(11);
