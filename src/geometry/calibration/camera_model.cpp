@@ -1,12 +1,26 @@
 // Camera model mapping and the homography estimate.
 #include "geometry/calibration/camera_model.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "geometry/calibration/solve.hpp"
 
 namespace kel::calib {
+
+double CameraModel::fold_radius2() const {
+  // d(r (1 + k1 r^2 + k2 r^4)) / dr = 1 + 3 k1 s + 5 k2 s^2 with s = r^2.
+  const double inf = std::numeric_limits<double>::infinity();
+  if (k2 == 0) return k1 < 0 ? -1 / (3 * k1) : inf;
+  double disc = 9 * k1 * k1 - 20 * k2;
+  if (disc < 0) return inf;
+  double root = std::sqrt(disc), best = inf;
+  for (double s : {(-3 * k1 - root) / (10 * k2), (-3 * k1 + root) / (10 * k2)})
+    if (s > 0) best = std::min(best, s);
+  return best;
+}
 
 void distort(const CameraModel &m, double x, double y, double &xd, double &yd) {
   double r2 = x * x + y * y, radial = 1 + r2 * (m.k1 + r2 * m.k2);
@@ -18,11 +32,13 @@ bool undistort(const CameraModel &m, double xd, double yd, double &x, double &y)
   x = xd;
   y = yd;
   if (!m.distorted()) return true;
+  const double fold = m.fold_radius2();
   for (int it = 0; it < 50; ++it) {
     double fx, fy;
     distort(m, x, y, fx, fy);
     double ex = fx - xd, ey = fy - yd;
-    if (std::fabs(ex) + std::fabs(ey) <= 1e-15 * (1 + std::fabs(xd) + std::fabs(yd))) return true;
+    if (std::fabs(ex) + std::fabs(ey) <= 1e-15 * (1 + std::fabs(xd) + std::fabs(yd)))
+      return x * x + y * y < fold;
     double r2 = x * x + y * y, radial = 1 + r2 * (m.k1 + r2 * m.k2);
     double dradial = 2 * m.k1 + 4 * m.k2 * r2;  // d radial / d(r2)
     double j00 = radial + x * dradial * x + 2 * m.p1 * y + m.p2 * 6 * x;
@@ -37,7 +53,7 @@ bool undistort(const CameraModel &m, double xd, double yd, double &x, double &y)
   }
   double fx, fy;
   distort(m, x, y, fx, fy);
-  return std::hypot(fx - xd, fy - yd) <= 1e-9 * (1 + std::hypot(xd, yd));
+  return std::hypot(fx - xd, fy - yd) <= 1e-9 * (1 + std::hypot(xd, yd)) && x * x + y * y < fold;
 }
 
 bool apply_homography(const double *h, double x, double y, double &u, double &v) {
@@ -53,6 +69,7 @@ bool CameraModel::world_to_pixel(double X, double Y, double &u, double &v) const
   if (!(w > 1e-300)) return false;  // at infinity or behind the camera
   double x = (plane[0] * X + plane[1] * Y + plane[2]) / w;
   double y = (plane[3] * X + plane[4] * Y + plane[5]) / w;
+  if (distorted() && !(x * x + y * y < fold_radius2())) return false;
   double xd, yd;
   distort(*this, x, y, xd, yd);
   u = fx * xd + skew * yd + cx;

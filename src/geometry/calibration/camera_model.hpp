@@ -17,6 +17,10 @@ struct CameraModel {
   double plane[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};  // world -> ideal, row-major
 
   bool distorted() const { return k1 != 0 || k2 != 0 || p1 != 0 || p2 != 0; }
+  // The squared ideal radius up to which the radial distortion keeps
+  // growing with the radius (beyond it the lens model folds back and
+  // points have no single image); infinity when it always grows.
+  double fold_radius2() const;
   // False when the point maps to infinity or behind the camera.
   bool world_to_pixel(double X, double Y, double &u, double &v) const;
   // False when the pixel lies outside the region where the distortion can

@@ -107,6 +107,20 @@ TEST(Xfm, AffineAndDistortionFitsRecoverTheTruth) {
   ASSERT_EQ(kel_xfm_world_to_pixel(truth, wx, wy, &u, &v), 0);
   EXPECT_NEAR(u, 37.25, 1e-9);
   EXPECT_NEAR(v, 455.5, 1e-9);
+  // Strong barrel distortion (k1 = -0.3) folds back beyond an ideal radius
+  // of 1/sqrt(0.9): points there, and pixels beyond the largest distorted
+  // radius (0.703 f), have no image and are refused, not mapped wrongly.
+  const double barrel[4] = {-0.3, 0, 0, 0}, unit[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  ASSERT_EQ(kel_xfm_set_camera(truth, ki, barrel, unit), 0);
+  ASSERT_EQ(kel_xfm_world_to_pixel(truth, 1.0, 0, &u, &v), 0);
+  EXPECT_NEAR(u, 320 + 800 * 0.7, 1e-9);
+  ASSERT_EQ(kel_xfm_pixel_to_world(truth, u, v, &wx, &wy), 0);
+  EXPECT_NEAR(wx, 1.0, 1e-9);
+  kt::clear_report();
+  EXPECT_EQ(kel_xfm_world_to_pixel(truth, 1.2, 0, &u, &v), 10);
+  EXPECT_EQ(kel_xfm_pixel_to_world(truth, 320 + 600, 240, &wx, &wy), 10);
+  EXPECT_REPORT("kel_xfm_pixel_to_world", 10);
+  EXPECT_STREQ(im_last_message(), "Point outside the model");
 }
 
 TEST(Xfm, HomographyFromExactAndNoisyPoints) {
