@@ -13,8 +13,8 @@
 namespace kel::lines {
 
 // Indices of the points whose |residual| is within 2.5 robust standard
-// deviations (estimated from the median), and never fewer than `minimum`
-// (the smallest residuals then).
+// deviations (estimated from the median residual, corrected for the
+// sample size), or within `floor_scale` when the points fit exactly.
 template <class Residual>
 std::vector<int> select_inliers(int n, int sample_size, Residual residual, double floor_scale) {
   std::vector<double> r(n);
