@@ -208,7 +208,9 @@ KELKIT_API int kel_chessboard_render(Image *dst, const KelXfm *camera, int cols,
 /* Calibrates a camera from `views` >= 2 views of a planar target: view v
  * holds counts[v] >= 6 points, stored one view after another in px, py
  * (pixels) and wx, wy (world points on the target plane). A closed-form
- * estimate from the views' homographies (zero skew) is refined with the
+ * estimate from the views' homographies (zero skew; when strong distortion
+ * defeats it, focal lengths alone about the pixels' centre, or a start at
+ * the pixels' spread) is refined with the
  * radial and tangential distortion and every view's pose by Levenberg-
  * Marquardt on the pixel residuals. xfm becomes KEL_XFM_CAMERA, mapping
  * between pixels and the target plane of view `plane_view`; its residuals

@@ -37,7 +37,7 @@ void conic_row(const double *h, int i, int j, double *row) {
 
 // Intrinsics (fx, fy, cx, cy) from normalised homographies; false when the
 // views do not determine them.
-bool closed_form(const std::vector<std::vector<double>> &hs, double *k) {
+bool closed_form(const std::vector<std::vector<double>> &hs, double *k, bool &degenerate) {
   std::vector<double> rows;
   for (const auto &h : hs) {
     double v12[6], v11[6], v22[6];
@@ -59,7 +59,8 @@ bool closed_form(const std::vector<std::vector<double>> &hs, double *k) {
   kel::calib::sym_eigen(6, ata, values, vectors);
   // Views that do not tell the focal lengths apart from the distance (all
   // parallel to the target, say) leave a second near-null direction.
-  if (!(values[1] > 1e-6 * values[4])) return false;
+  degenerate = !(values[1] > 1e-6 * values[4]);
+  if (degenerate) return false;
   std::vector<double> b(6);
   for (int i = 0; i < 6; ++i)
     b[i] = vectors[i * 6];
@@ -76,6 +77,34 @@ bool closed_form(const std::vector<std::vector<double>> &hs, double *k) {
   const double u0 = -b13 * alpha * alpha / lambda;
   k[0] = alpha, k[1] = beta, k[2] = u0, k[3] = v0;
   return std::isfinite(alpha) && std::isfinite(beta) && std::isfinite(u0) && std::isfinite(v0);
+}
+
+// Focal lengths alone, with the principal point taken at the centre of the
+// pixels (the origin of the normalised coordinates): a fallback for views
+// that leave the full closed form unsolvable (few views, strong lens
+// distortion). The refinement then frees the principal point.
+bool closed_form_centred(const std::vector<std::vector<double>> &hs, double *k) {
+  std::vector<double> rows;
+  for (const auto &h : hs) {
+    const double *m = h.data();
+    // Columns 1 and 2; with B = diag(b11, b22, b33) the constraints are
+    // h1^T B h2 = 0 and h1^T B h1 = h2^T B h2.
+    rows.insert(rows.end(), {m[0] * m[1], m[3] * m[4], m[6] * m[7]});
+    rows.insert(rows.end(),
+                {m[0] * m[0] - m[1] * m[1], m[3] * m[3] - m[4] * m[4], m[6] * m[6] - m[7] * m[7]});
+  }
+  std::vector<double> ata(9, 0.0), values, vectors;
+  for (std::size_t r = 0; r < rows.size() / 3; ++r)
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        ata[i * 3 + j] += rows[r * 3 + i] * rows[r * 3 + j];
+  kel::calib::sym_eigen(3, ata, values, vectors);
+  if (!(values[1] > 1e-6 * values[2])) return false;
+  double b11 = vectors[0], b22 = vectors[3], b33 = vectors[6];
+  if (b33 < 0) b11 = -b11, b22 = -b22, b33 = -b33;
+  if (!(b11 > 0) || !(b22 > 0) || !(b33 > 0)) return false;
+  k[0] = std::sqrt(b33 / b11), k[1] = std::sqrt(b33 / b22), k[2] = 0, k[3] = 0;
+  return std::isfinite(k[0]) && std::isfinite(k[1]);
 }
 
 // Pose (rotation vector, translation) of a view from its homography.
@@ -164,7 +193,15 @@ extern "C" KELKIT_API int kel_calibrate_camera(int views, const int *counts, con
       kel::calib::mul3(norm, raw[v].data(), hs[v].data());
     }
     double kn[4];
-    if (!closed_form(hs, kn)) return kel::fail(fn, KEL_ERR_NOT_FOUND, "Calibration failed");
+    bool degenerate = false;
+    const bool solved = closed_form(hs, kn, degenerate);
+    if (degenerate) return kel::fail(fn, KEL_ERR_NOT_FOUND, "Calibration failed");
+    if (!solved && !closed_form_centred(hs, kn)) {
+      // Strong distortion can bend the homographies too far for either
+      // closed form: start from a focal length of the pixels' spread and
+      // the principal point at their centre, which the refinement moves.
+      kn[0] = kn[1] = 1, kn[2] = kn[3] = 0;
+    }
     // Back to pixels: K = N^-1 K'.
     const double k[4] = {kn[0] * spread, kn[1] * spread, kn[2] * spread + mx, kn[3] * spread + my};
     const int np = kIntrinsics + 6 * views;

@@ -85,6 +85,31 @@ TEST(Calibration, RecoversTheCameraFromNoisyCorners) {
   kel_xfm_delete(xfm);
 }
 
+TEST(Calibration, WideAngleLensFromThreeViews) {
+  // A short focal length with strong barrel distortion seen in only three
+  // views, boards off the optical axis: exact corners give the exact camera.
+  board::Camera cam;
+  cam.f = 500, cam.cx = 330, cam.cy = 230, cam.dist[0] = -0.45, cam.dist[1] = 0.1;
+  const board::Pose poses[] = {{25, 0, -10, 160}, {0, 28, 90, 170}, {-20, -25, -60, 190}};
+  Data data;
+  for (int v = 0; v < 3; ++v) {
+    KelXfm *view = board::view(cam, poses[v], kCols, kRows, kSquare, 30.0 * (v - 1), v ? 20 : -20);
+    std::vector<double> x, y;
+    board::corners(view, kCols, kRows, kSquare, x, y);
+    data.add(x, y);
+    kel_xfm_delete(view);
+  }
+  KelXfm *xfm = kel_xfm_create(nullptr);
+  ASSERT_EQ(data.calibrate(xfm, nullptr), 0);
+  double k[5], d[4];
+  ASSERT_EQ(kel_xfm_get_camera(xfm, k, d, nullptr), 0);
+  EXPECT_NEAR(k[0], 500, 1e-4);
+  EXPECT_NEAR(k[3], 330, 1e-4);
+  EXPECT_NEAR(d[0], -0.45, 1e-6);
+  EXPECT_LT(kel_xfm_get_rms(xfm), 1e-6);
+  kel_xfm_delete(xfm);
+}
+
 TEST(Calibration, EndToEndFromRenderedBoards) {
   const board::Camera cam = simulated();
   Data data;
