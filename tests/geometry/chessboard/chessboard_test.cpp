@@ -98,6 +98,47 @@ TEST(Chessboard, FindsCornersToHundredthsOfAPixel) {
   EXPECT_LT(f.worst, 0.05);
 }
 
+// The documented board: square (i, j) dark when i + j is even, for i, j from
+// -1 to cols - 1 (rows - 1); a light margin one square wide; background.
+double board_grey(int i, int j, int cols, int rows) {
+  if (i >= -1 && j >= -1 && i <= cols - 1 && j <= rows - 1) return (i + j) % 2 == 0 ? 40 : 215;
+  return i >= -2 && j >= -2 && i <= cols && j <= rows ? 215 : 110;
+}
+
+// Pieces [a, b) of the interval cut at multiples of `step` after `offset`,
+// with the index of each piece.
+std::vector<std::pair<double, int>> pieces(double a, double b, double offset, double step) {
+  std::vector<std::pair<double, int>> out;
+  while (a < b) {
+    int k = int(std::floor((a - offset) / step));
+    if (offset + (k + 1) * step <= a) ++k;  // a sits on a cut
+    double end = std::min(b, offset + (k + 1) * step);
+    out.push_back({end - a, k});
+    a = end;
+  }
+  return out;
+}
+
+TEST(Chessboard, RendererGivesExactPixelAreas) {
+  // Pixels are world units shifted by (10.3, 12.6): every pixel must hold
+  // the exact mean of the board over its area, rounded.
+  const double k[5] = {1, 1, 0, 0, 0}, plane[9] = {1, 0, 10.3, 0, 1, 12.6, 0, 0, 1};
+  KelXfm *cam = kel_xfm_create(nullptr);
+  ASSERT_EQ(kel_xfm_set_camera(cam, k, nullptr, plane), 0);
+  kt::TestImage img = kt::view(BYTE, 41, 37);
+  ASSERT_EQ(kel_chessboard_render(img, cam, 4, 3, 4.0, 0, 0, 0, 1), 0);
+  EXPECT_TRUE(kt::margin_intact(img));
+  for (int y = 0; y < 37; ++y)
+    for (int x = 0; x < 41; ++x) {
+      double mean = 0;
+      for (auto [lx, i] : pieces(x - 0.5, x + 0.5, 10.3, 4.0))
+        for (auto [ly, j] : pieces(y - 0.5, y + 0.5, 12.6, 4.0))
+          mean += lx * ly * board_grey(i, j, 4, 3);
+      EXPECT_NEAR(kt::get(img, x, y), mean, 0.5 + 1e-9) << x << "," << y;
+    }
+  kel_xfm_delete(cam);
+}
+
 TEST(Chessboard, GridOrderIsUnmirroredAndStartsTopLeft) {
   // Turned by 170 degrees, the truth's corner 0 lies bottom right: the
   // finder starts from the top-left end and keeps i to the right of j.
