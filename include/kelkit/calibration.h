@@ -93,6 +93,21 @@ KELKIT_API int kel_xfm_pixel_to_world(const KelXfm *xfm, double px, double py, d
 KELKIT_API int kel_xfm_world_to_pixel(const KelXfm *xfm, double wx, double wy, double *px,
                                       double *py);
 
+/* Rectifies `src` onto the world plane through the full model (the lens
+ * distortion removed): dst pixel (i, j) shows the world point
+ * (x0 + i / scale, y0 + j / scale), scale being dst pixels per world unit,
+ * read from src by bilinear interpolation (im_get_interpolated_pixel).
+ * Pixels whose world point has no image, or falls outside src's pixel
+ * centres, are set to 0. BYTE and WORD values are rounded. src and dst must
+ * be different images of one pixel type (BYTE, WORD or FLOAT); either may
+ * be a view.
+ * Returns 0; 1 null image; 10 null xfm ("xfm is NULL"), not computed
+ * ("Must initialize"), or an origin or scale that is not finite and > 0;
+ * 106 dst is src or overlaps it; 13 different types; 6 unsupported type; 17
+ * an empty image. */
+KELKIT_API int kel_xfm_rectify(const KelXfm *xfm, const Image *src, Image *dst, double x0,
+                               double y0, double scale);
+
 /* Accessors: the kind (KEL_XFM_*, 0 for null), the root-mean-square and the
  * largest pixel residual of the last fit, and the number of point pairs it
  * used (0 for a set camera). They check nothing else. */

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <type_traits>
 
 #include "frame/call.hpp"
-#include "frame/pixels.hpp"
+#include "geometry/calibration/rectify.hpp"
 #include "geometry/calibration/solve.hpp"
 #include "geometry/calibration/xfm_record.hpp"
 
@@ -25,25 +24,6 @@ namespace {
 int need_computed(const char *fn, const KelPerspectiveXfm *xfm) {
   if (int e = kel::need_pointer(fn, xfm, "xfm is NULL")) return e;
   return xfm->computed ? KEL_OK : kel::fail(fn, KEL_ERR_ARGUMENT, "Must initialize");
-}
-
-template <class T>
-void rectify_rows(const KelPerspectiveXfm *xfm, const Image *src, Image *dst, double x0, double y0,
-                  double scale) {
-  const double xmax = src->dx - 1, ymax = src->dy - 1;
-  for (int j = 0; j < dst->dy; ++j) {
-    T *row = kel::row<T>(dst, j);
-    for (int i = 0; i < dst->dx; ++i) {
-      double u, v, value = 0;
-      if (xfm->to_pixel(x0 + i / scale, y0 + j / scale, u, v) && u >= 0 && v >= 0 && u <= xmax &&
-          v <= ymax)
-        value = im_get_interpolated_pixel(src, u, v);
-      if constexpr (std::is_same_v<T, float>)
-        row[i] = static_cast<float>(value);
-      else
-        row[i] = static_cast<T>(std::floor(value + 0.5));
-    }
-  }
 }
 
 }  // namespace
@@ -148,27 +128,10 @@ KELKIT_API int kel_perspective_xfm_rectify(const KelPerspectiveXfm *xfm, const I
   return kel::guarded("kel_perspective_xfm_rectify", [&](const char *fn) -> int {
     if (int e = kel::need_images(fn, src, dst)) return e;
     if (int e = need_computed(fn, xfm)) return e;
-    if (!std::isfinite(x0) || !std::isfinite(y0) || !std::isfinite(scale) || !(scale > 0))
-      return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad scale or origin");
-    if (im_same_image(src, dst))
-      return kel::fail(fn, KEL_ERR_SAME_IMAGE, "Destination must differ from source");
-    if (int e = kel::need_same_type(fn, src, dst)) return e;
-    if (src->type != BYTE && src->type != WORD && src->type != FLOAT)
-      return kel::fail(fn, KEL_ERR_TYPE, "Unsupported pixel type");
-    if (src->dx < 1 || src->dy < 1 || dst->dx < 1 || dst->dy < 1)
-      return kel::fail(fn, KEL_ERR_EMPTY, "Empty area");
-    switch (dst->type) {
-      case BYTE:
-        rectify_rows<unsigned char>(xfm, src, dst, x0, y0, scale);
-        break;
-      case WORD:
-        rectify_rows<unsigned short>(xfm, src, dst, x0, y0, scale);
-        break;
-      default:
-        rectify_rows<float>(xfm, src, dst, x0, y0, scale);
-        break;
-    }
-    return KEL_OK;
+    auto to_pixel = [xfm](double X, double Y, double &u, double &v) {
+      return xfm->to_pixel(X, Y, u, v);
+    };
+    return kel::calib::rectify(fn, to_pixel, src, dst, x0, y0, scale);
   });
 }
 

@@ -1,10 +1,12 @@
 // The camera-to-world transform record: kel_xfm_create, kel_xfm_delete,
-// kel_xfm_set_camera, kel_xfm_get_camera, the point maps and accessors.
+// kel_xfm_set_camera, kel_xfm_get_camera, the point maps, accessors and
+// kel_xfm_rectify.
 #include <algorithm>
 #include <cmath>
 #include <new>
 
 #include "frame/call.hpp"
+#include "geometry/calibration/rectify.hpp"
 #include "geometry/calibration/xfm_record.hpp"
 
 namespace kel::calib {
@@ -138,6 +140,18 @@ KELKIT_API int kel_xfm_world_to_pixel(const KelXfm *xfm, double wx, double wy, d
     *px = u;
     *py = v;
     return KEL_OK;
+  });
+}
+
+KELKIT_API int kel_xfm_rectify(const KelXfm *xfm, const Image *src, Image *dst, double x0,
+                               double y0, double scale) {
+  return kel::guarded("kel_xfm_rectify", [&](const char *fn) -> int {
+    if (int e = kel::need_images(fn, src, dst)) return e;
+    if (int e = need_computed(fn, xfm)) return e;
+    auto to_pixel = [xfm](double X, double Y, double &u, double &v) {
+      return xfm->model.world_to_pixel(X, Y, u, v);
+    };
+    return kel::calib::rectify(fn, to_pixel, src, dst, x0, y0, scale);
   });
 }
 

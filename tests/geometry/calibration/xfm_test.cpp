@@ -286,6 +286,7 @@ TEST(Xfm, Failures) {
   XfmPtr none, ok;
   KelPerspectiveXfm *pnone = kel_perspective_xfm_create(nullptr);
   const double k[5] = {1, 1, 0, 0, 0}, flat[9] = {1, 2, 0, 2, 4, 0, 0, 0, 1};
+  const double k3[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
   const double line_x[4] = {0, 1, 2, 3}, line_y[4] = {0, 1, 2, 3}, v4[4] = {0, 1, 0, 1};
   double a, b, h[9];
   kt::TestImage img = kt::image(BYTE, 8, 8), other = kt::image(WORD, 8, 8);
@@ -309,6 +310,11 @@ TEST(Xfm, Failures) {
   run(kel_xfm_world_to_pixel(nullptr, 0, 0, &a, &b), 10, "kel_xfm_world_to_pixel");
   run(kel_xfm_save(none, "x"), 10, "kel_xfm_save");
   run(kel_xfm_load(ok, nullptr), 10, "kel_xfm_load");
+  run(kel_xfm_rectify(none, img, other, 0, 0, 1), 10, "kel_xfm_rectify");
+  run(kel_xfm_rectify(none, nullptr, other, 0, 0, 1), 1, "kel_xfm_rectify");
+  ASSERT_EQ(kel_xfm_set_camera(ok, k, nullptr, k3), 0);
+  run(kel_xfm_rectify(ok, img, img, 0, 0, 1), 106, "kel_xfm_rectify");
+  run(kel_xfm_rectify(ok, img, other, 0, 0, 1), 13, "kel_xfm_rectify");
   run(kel_perspective_xfm_compute(pnone, 3, v4, v4, v4, v4), 10, "kel_perspective_xfm_compute");
   run(kel_perspective_xfm_compute(pnone, 4, v4, v4, line_x, line_y), 16,
       "kel_perspective_xfm_compute");

@@ -139,6 +139,26 @@ TEST(Chessboard, RendererGivesExactPixelAreas) {
   kel_xfm_delete(cam);
 }
 
+TEST(Chessboard, RectifiedViewIsTheFlatBoard) {
+  // A tilted view through a lens with distortion, rectified through the same
+  // camera at 4 px per unit from (-15, -15): the board comes out flat, its
+  // corners at (60 + 40 i, 60 + 40 j).
+  board::Camera cam;
+  cam.dist[0] = -0.2;
+  KelXfm *xfm = board::view(cam, {25, -20, 30, 250}, 6, 4, 10);
+  kt::TestImage scene = kt::image(BYTE, 640, 480), flat = kt::view(BYTE, 320, 240);
+  ASSERT_EQ(kel_chessboard_render(scene, xfm, 6, 4, 10, 1.0, 0, 0, 1), 0);
+  ASSERT_EQ(kel_xfm_rectify(xfm, scene, flat, -15, -15, 4), 0);
+  EXPECT_TRUE(kt::margin_intact(flat));
+  std::vector<double> x(24), y(24);
+  ASSERT_EQ(kel_chessboard_find(flat, 6, 4, x.data(), y.data()), 0);
+  for (int k = 0; k < 24; ++k) {
+    EXPECT_NEAR(x[k], 60 + 40 * (k % 6), 0.1);
+    EXPECT_NEAR(y[k], 60 + 40 * (k / 6), 0.1);
+  }
+  kel_xfm_delete(xfm);
+}
+
 TEST(Chessboard, GridOrderIsUnmirroredAndStartsTopLeft) {
   // Turned by 170 degrees, the truth's corner 0 lies bottom right: the
   // finder starts from the top-left end and keeps i to the right of j.
