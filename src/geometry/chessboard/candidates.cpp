@@ -12,24 +12,27 @@ namespace kel::chessboard {
 namespace {
 
 constexpr int kRing = 24;
-constexpr double kRadius = 4.0;
+constexpr double kRadius = 4.0, kWideRadius = 7.0;
 
-// True when the ring around (x, y) holds four alternating sectors; the
-// contrast of the ring goes to `contrast`.
-bool four_sectors(const Plane &img, double x, double y, double &contrast) {
-  static const struct Ring {
-    double dx[kRing], dy[kRing];
-    Ring() {
-      for (int k = 0; k < kRing; ++k) {
-        double a = 2 * 3.14159265358979323846 * k / kRing;
-        dx[k] = kRadius * std::cos(a);
-        dy[k] = kRadius * std::sin(a);
-      }
+// Unit ring offsets.
+struct Ring {
+  double dx[kRing], dy[kRing];
+  Ring() {
+    for (int k = 0; k < kRing; ++k) {
+      double a = 2 * 3.14159265358979323846 * k / kRing;
+      dx[k] = std::cos(a);
+      dy[k] = std::sin(a);
     }
-  } ring;
+  }
+};
+
+// True when the ring of `radius` around (x, y) holds four alternating
+// sectors; the contrast of the ring goes to `contrast`.
+bool four_sectors(const Plane &img, double x, double y, double radius, double &contrast) {
+  static const Ring ring;
   double v[kRing], mean = 0, lo = 1e30, hi = -1e30;
   for (int k = 0; k < kRing; ++k) {
-    v[k] = img.sample(x + ring.dx[k], y + ring.dy[k]);
+    v[k] = img.sample(x + radius * ring.dx[k], y + radius * ring.dy[k]);
     mean += v[k] / kRing;
     lo = std::min(lo, v[k]);
     hi = std::max(hi, v[k]);
@@ -97,8 +100,12 @@ std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) 
              cyy = resp.at(x, y + 1) - 2.0 * r + resp.at(x, y - 1);
       if (cxx < 0) dx = std::clamp(-0.5 * (resp.at(x + 1, y) - resp.at(x - 1, y)) / cxx, -1., 1.);
       if (cyy < 0) dy = std::clamp(-0.5 * (resp.at(x, y + 1) - resp.at(x, y - 1)) / cyy, -1., 1.);
+      // A small ring first; heavy blur or a peak moved by noise can spoil
+      // its symmetry, so a wider ring gets a second chance.
       double contrast;
-      if (!four_sectors(s, x + dx, y + dy, contrast)) continue;
+      if (!four_sectors(s, x + dx, y + dy, kRadius, contrast) &&
+          !four_sectors(s, x + dx, y + dy, kWideRadius, contrast))
+        continue;
       found.push_back({{x + dx, y + dy}, r});
       contrasts.push_back(contrast);
     }
