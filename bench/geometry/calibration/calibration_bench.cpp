@@ -8,6 +8,8 @@
 //   camera_calibrate/<impl>/10: calibration from each finder's own corners;
 //     kel_calibrate_camera against calibrateCamera (k1, k2, p1, p2, no k3).
 //   memcpy: the ten images' bytes copied once.
+//   chessboard_find_hard/<impl>/10: the same views with blur 2.5 px, noise 6
+//     grey levels and light falling by 70 %.
 // Counters: boards found, corner RMS error against the truth (px), the
 // calibration's reprojection RMS (px) and focal length error (%).
 #include <opencv2/calib3d.hpp>
@@ -36,9 +38,15 @@ KelXfm *camera_view(double tilt_x, double tilt_y, double roll, double distance) 
   double cx = std::cos(ax), sx = std::sin(ax), cy = std::cos(ay), sy = std::sin(ay);
   double cz = std::cos(az), sz = std::sin(az);
   // R = Rz Ry Rx
-  double r[9] = {cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,
-                 sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,
-                 -sy,     cy * sx,                cy * cx};
+  double r[9] = {cz * cy,
+                 cz * sy * sx - sz * cx,
+                 cz * sy * cx + sz * sx,
+                 sz * cy,
+                 sz * sy * sx + cz * cx,
+                 sz * sy * cx - cz * sx,
+                 -sy,
+                 cy * sx,
+                 cy * cx};
   const double c0 = (kCols - 1) * kSquare / 2, c1 = (kRows - 1) * kSquare / 2;
   double t[3] = {-(r[0] * c0 + r[1] * c1), -(r[3] * c0 + r[4] * c1),
                  -(r[6] * c0 + r[7] * c1) + distance};
@@ -49,30 +57,40 @@ KelXfm *camera_view(double tilt_x, double tilt_y, double roll, double distance) 
   return xfm;
 }
 
-const std::vector<Board> &boards() {
-  static const std::vector<Board> all = [] {
-    const double poses[kViews][4] = {
-        {0, 0, 5, 270},     {25, 0, -10, 260},   {-25, 5, 20, 280},    {0, 28, 90, 270},
-        {5, -30, 45, 260},  {30, 20, 170, 300},  {-20, -25, -60, 290}, {15, -15, 0, 240},
-        {-30, 15, 120, 300}, {20, 30, -150, 280}};
-    std::vector<Board> out;
-    for (int v = 0; v < kViews; ++v) {
-      KelXfm *xfm = camera_view(poses[v][0], poses[v][1], poses[v][2], poses[v][3]);
-      Board b{kb::ImagePtr(im_create(BYTE, kW, kH)), {}, {}};
-      kel_chessboard_render(b.img.get(), xfm, kCols, kRows, kSquare, 1.0, 2, 0.3, v + 1);
-      for (int j = 0; j < kRows; ++j)
-        for (int i = 0; i < kCols; ++i) {
-          double u, w;
-          kel_xfm_world_to_pixel(xfm, i * kSquare, j * kSquare, &u, &w);
-          b.x.push_back(u);
-          b.y.push_back(w);
-        }
-      kel_xfm_delete(xfm);
-      out.push_back(std::move(b));
-    }
-    return out;
-  }();
-  return all;
+struct Look {
+  double blur, noise, shading;
+};
+
+std::vector<Board> render_views(Look look) {
+  const double poses[kViews][4] = {{0, 0, 5, 270},       {25, 0, -10, 260}, {-25, 5, 20, 280},
+                                   {0, 28, 90, 270},     {5, -30, 45, 260}, {30, 20, 170, 300},
+                                   {-20, -25, -60, 290}, {15, -15, 0, 240}, {-30, 15, 120, 300},
+                                   {20, 30, -150, 280}};
+  std::vector<Board> out;
+  for (int v = 0; v < kViews; ++v) {
+    KelXfm *xfm = camera_view(poses[v][0], poses[v][1], poses[v][2], poses[v][3]);
+    Board b{kb::ImagePtr(im_create(BYTE, kW, kH)), {}, {}};
+    kel_chessboard_render(b.img.get(), xfm, kCols, kRows, kSquare, look.blur, look.noise,
+                          look.shading, v + 1);
+    for (int j = 0; j < kRows; ++j)
+      for (int i = 0; i < kCols; ++i) {
+        double u, w;
+        kel_xfm_world_to_pixel(xfm, i * kSquare, j * kSquare, &u, &w);
+        b.x.push_back(u);
+        b.y.push_back(w);
+      }
+    kel_xfm_delete(xfm);
+    out.push_back(std::move(b));
+  }
+  return out;
+}
+
+// The standard views (blur 1, noise 2, light falling by 30 %) and hard ones
+// (blur 2.5, noise 6, light falling by 70 %).
+const std::vector<Board> &boards(bool hard = false) {
+  static const std::vector<Board> standard = render_views({1.0, 2, 0.3});
+  static const std::vector<Board> harsh = render_views({2.5, 6, 0.7});
+  return hard ? harsh : standard;
 }
 
 // RMS distance to the truth, matching the found order to the truth's or
@@ -95,10 +113,10 @@ struct Found {
   double corner_rms = 0;
 };
 
-Found find_kel() {
+Found find_kel(bool hard = false) {
   Found f;
   double sum = 0;
-  for (const Board &b : boards()) {
+  for (const Board &b : boards(hard)) {
     std::vector<double> x(kCols * kRows), y(kCols * kRows);
     if (kel_chessboard_find(b.img.get(), kCols, kRows, x.data(), y.data()) != 0) continue;
     double e = corner_error(b, x, y);
@@ -110,10 +128,10 @@ Found find_kel() {
   return f;
 }
 
-Found find_cv() {
+Found find_cv(bool hard = false) {
   Found f;
   double sum = 0;
-  for (const Board &b : boards()) {
+  for (const Board &b : boards(hard)) {
     cv::Mat m = kb::as_mat(b.img.get());
     std::vector<cv::Point2f> corners;
     if (!cv::findChessboardCorners(m, cv::Size(kCols, kRows), corners,
@@ -122,7 +140,8 @@ Found find_cv() {
     cv::cornerSubPix(m, corners, cv::Size(5, 5), cv::Size(-1, -1),
                      cv::TermCriteria(cv::TermCriteria::EPS | cv::TermCriteria::COUNT, 30, 0.001));
     std::vector<double> x, y;
-    for (const cv::Point2f &p : corners) x.push_back(p.x), y.push_back(p.y);
+    for (const cv::Point2f &p : corners)
+      x.push_back(p.x), y.push_back(p.y);
     double e = corner_error(b, x, y);
     sum += e * e;
     f.x.push_back(x);
@@ -144,7 +163,8 @@ Calibrated calibrate_kel(const Found &f) {
     px.insert(px.end(), f.x[v].begin(), f.x[v].end());
     py.insert(py.end(), f.y[v].begin(), f.y[v].end());
     for (int j = 0; j < kRows; ++j)
-      for (int i = 0; i < kCols; ++i) wx.push_back(i * kSquare), wy.push_back(j * kSquare);
+      for (int i = 0; i < kCols; ++i)
+        wx.push_back(i * kSquare), wy.push_back(j * kSquare);
   }
   KelXfm *xfm = kel_xfm_create(nullptr);
   Calibrated c;
@@ -201,13 +221,28 @@ void add(const char *name, const char *impl, Fn fn) {
 const bool registered = [] {
   add("chessboard_find", "kel", [](benchmark::State &st) {
     Found f;
-    for (auto _ : st) f = find_kel();
+    for (auto _ : st)
+      f = find_kel();
     set_find_counters(st, f);
   });
   add("chessboard_find", "cv", [](benchmark::State &st) {
     cv::setNumThreads(1);
     Found f;
-    for (auto _ : st) f = find_cv();
+    for (auto _ : st)
+      f = find_cv();
+    set_find_counters(st, f);
+  });
+  add("chessboard_find_hard", "kel", [](benchmark::State &st) {
+    Found f;
+    for (auto _ : st)
+      f = find_kel(true);
+    set_find_counters(st, f);
+  });
+  add("chessboard_find_hard", "cv", [](benchmark::State &st) {
+    cv::setNumThreads(1);
+    Found f;
+    for (auto _ : st)
+      f = find_cv(true);
     set_find_counters(st, f);
   });
   add("chessboard_find", "memcpy", [](benchmark::State &st) {
@@ -221,14 +256,16 @@ const bool registered = [] {
   add("camera_calibrate", "kel", [](benchmark::State &st) {
     const Found f = find_kel();
     Calibrated c;
-    for (auto _ : st) c = calibrate_kel(f);
+    for (auto _ : st)
+      c = calibrate_kel(f);
     set_calibration_counters(st, c);
   });
   add("camera_calibrate", "cv", [](benchmark::State &st) {
     cv::setNumThreads(1);
     const Found f = find_cv();
     Calibrated c;
-    for (auto _ : st) c = calibrate_cv(f);
+    for (auto _ : st)
+      c = calibrate_cv(f);
     set_calibration_counters(st, c);
   });
   return true;

@@ -51,6 +51,30 @@ bool four_sectors(const Plane &img, double x, double y, double radius, double &c
   return same < 0.5 * across;
 }
 
+struct Scored {
+  Point p;
+  float score;
+};
+
+// Share of the typical saddle contrast a candidate must reach.
+constexpr double kContrastShare = 0.12;
+
+// The median ring contrast of the `expected` strongest saddles.
+double reference_contrast(const std::vector<Scored> &found, const std::vector<double> &contrasts,
+                          int expected) {
+  std::vector<std::size_t> order(found.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
+  std::sort(order.begin(), order.end(),
+            [&](std::size_t a, std::size_t b) { return found[a].score > found[b].score; });
+  std::vector<double> strong;
+  for (std::size_t k = 0; k < order.size() && k < std::size_t(expected); ++k)
+    strong.push_back(contrasts[order[k]]);
+  if (strong.empty()) return 0;
+  std::nth_element(strong.begin(), strong.begin() + strong.size() / 2, strong.end());
+  return strong[strong.size() / 2];
+}
+
 }  // namespace
 
 std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) {
@@ -72,15 +96,12 @@ std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) 
   // vectorised.
   for (float r : resp.v)
     top = std::max(top, r);
-  struct Scored {
-    Point p;
-    float score;
-  };
   std::vector<Scored> found;
   if (!(top > 0)) return {};
   const float floor = top * 1e-3f;  // a corner at a tenth of the best contrast scores 1e-2
   const int border = int(kRadius) + 2, nms = 3;
-  std::vector<double> contrasts;
+  std::vector<double> contrasts, retry_contrasts;
+  std::vector<Scored> retry;
   for (int y = border; y < img.h - border; ++y)
     for (int x = border; x < img.w - border; ++x) {
       float r = resp.at(x, y);
@@ -100,34 +121,40 @@ std::vector<Point> saddle_candidates(const Plane &img, int expected, int limit) 
              cyy = resp.at(x, y + 1) - 2.0 * r + resp.at(x, y - 1);
       if (cxx < 0) dx = std::clamp(-0.5 * (resp.at(x + 1, y) - resp.at(x - 1, y)) / cxx, -1., 1.);
       if (cyy < 0) dy = std::clamp(-0.5 * (resp.at(x, y + 1) - resp.at(x, y - 1)) / cyy, -1., 1.);
-      // A small ring first; heavy blur or a peak moved by noise can spoil
-      // its symmetry, so a wider ring gets a second chance.
       double contrast;
-      if (!four_sectors(s, x + dx, y + dy, kRadius, contrast) &&
-          !four_sectors(s, x + dx, y + dy, kWideRadius, contrast))
-        continue;
-      found.push_back({{x + dx, y + dy}, r});
+      bool saddle = four_sectors(s, x + dx, y + dy, kRadius, contrast);
+      if (saddle) {
+        found.push_back({{x + dx, y + dy}, r});
+        contrasts.push_back(contrast);
+      } else {
+        retry.push_back({{x + dx, y + dy}, r});
+        retry_contrasts.push_back(contrast);
+      }
+    }
+  // Heavy blur or a peak moved by noise can spoil the small ring's
+  // symmetry: peaks of a contrast like the saddles' get a second chance
+  // with a wider ring.
+  const double first_reference = reference_contrast(found, contrasts, expected);
+  for (std::size_t k = 0; k < retry.size(); ++k) {
+    double contrast;
+    if (retry_contrasts[k] >= kContrastShare * first_reference &&
+        four_sectors(s, retry[k].p.x, retry[k].p.y, kWideRadius, contrast)) {
+      found.push_back(retry[k]);
       contrasts.push_back(contrast);
     }
+  }
   // Weak saddles in noise or texture: far below the contrast of the
   // strongest saddles (the board's corners, dimmed by uneven light at
   // most to a fraction).
+  const double reference = reference_contrast(found, contrasts, expected);
   std::vector<std::size_t> order(found.size());
   for (std::size_t i = 0; i < order.size(); ++i)
     order[i] = i;
   std::sort(order.begin(), order.end(),
             [&](std::size_t a, std::size_t b) { return found[a].score > found[b].score; });
-  std::vector<double> strong;
-  for (std::size_t k = 0; k < order.size() && k < std::size_t(expected); ++k)
-    strong.push_back(contrasts[order[k]]);
-  double reference = 0;
-  if (!strong.empty()) {
-    std::nth_element(strong.begin(), strong.begin() + strong.size() / 2, strong.end());
-    reference = strong[strong.size() / 2];
-  }
   std::vector<Scored> kept;
   for (std::size_t k : order)
-    if (contrasts[k] >= 0.12 * reference) kept.push_back(found[k]);
+    if (contrasts[k] >= kContrastShare * reference) kept.push_back(found[k]);
   found.swap(kept);
   if (int(found.size()) > limit) found.resize(limit);
   std::vector<Point> out;

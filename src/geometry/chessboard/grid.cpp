@@ -19,15 +19,15 @@ struct Node {
   Point u, v;  // steps to (i + 1, j) and (i, j + 1)
 };
 
-double dist(Point a, Point b) {
-  return std::hypot(a.x - b.x, a.y - b.y);
+double dist2(Point a, Point b) {
+  return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
 }
 
 int nearest(const std::vector<Point> &c, Point q, double limit) {
   int best = -1;
-  double bd = limit;
+  double bd = limit * limit;
   for (std::size_t k = 0; k < c.size(); ++k) {
-    double d = dist(c[k], q);
+    double d = dist2(c[k], q);
     if (d < bd) bd = d, best = int(k);
   }
   return best;
@@ -87,7 +87,7 @@ bool grow_grid(const std::vector<Point> &c, int cols, int rows, std::vector<Poin
     // clearly different direction.
     std::vector<std::pair<double, int>> byd;
     for (std::size_t k = 0; k < c.size(); ++k)
-      if (int(k) != seed) byd.push_back({dist(c[k], c[seed]), int(k)});
+      if (int(k) != seed) byd.push_back({dist2(c[k], c[seed]), int(k)});
     std::partial_sort(byd.begin(), byd.begin() + std::min<std::size_t>(6, byd.size()), byd.end());
     if (byd.size() < 2) return false;
     Point p = c[seed], u{c[byd[0].second].x - p.x, c[byd[0].second].y - p.y}, v{0, 0};
