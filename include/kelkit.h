@@ -10,11 +10,13 @@
 #ifndef KELKIT_H
 #define KELKIT_H
 
+#include "kelkit/aligner.h"
 #include "kelkit/arith.h"
 #include "kelkit/autothreshold.h"
 #include "kelkit/average.h"
 #include "kelkit/base.h"
 #include "kelkit/blob.h"
+#include "kelkit/calibration.h"
 #include "kelkit/contour.h"
 #include "kelkit/convert.h"
 #include "kelkit/crawler.h"
@@ -26,6 +28,7 @@
 #include "kelkit/inspect.h"
 #include "kelkit/label.h"
 #include "kelkit/lead.h"
+#include "kelkit/lines.h"
 #include "kelkit/list.h"
 #include "kelkit/moments.h"
 #include "kelkit/pattern.h"
