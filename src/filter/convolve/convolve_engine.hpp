@@ -1,0 +1,147 @@
+// The convolution engine of the family: one kernel or a separable pair, any
+// size, every pixel type, the border rule of replicated edge pixels.
+//
+// A row of results is accumulated tap by tap over whole rows (a loop the
+// compiler vectorises). Integer kernels accumulate in float when every
+// partial sum is an integer below 2^24 in magnitude, which float holds
+// exactly, and otherwise take the plain 64-bit path; both give the same
+// result, which a test proves.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "filter/plane/neighbourhood.hpp"
+
+namespace kel::nb {
+
+// A kernel of kx by ky weights in raster order, anchored at
+// (span_of(kx).before, span_of(ky).before).
+template <class W>
+struct Kernel {
+  const W *w;
+  int kx;
+  int ky;
+};
+
+// Sum of the absolute weights.
+template <class W>
+double weight_mass(const W *w, int n) {
+  double s = 0;
+  for (int i = 0; i < n; ++i)
+    s += std::fabs(static_cast<double>(w[i]));
+  return s;
+}
+
+// Whether float accumulation is exact for integer weights of total mass
+// `mass` (a product of masses for a separable pair) on pixels of type T.
+template <class T>
+bool float_is_exact(double mass) {
+  return mass * static_cast<double>(top_of<T>()) < 16777216.0;
+}
+
+// acc[x] = sum over the kernel's taps of weight * row[x + i], for x in
+// 0 .. w - 1, where rows(j) gives the padded row of kernel row j.
+template <class A, class W, class Rows>
+void accumulate(Kernel<W> k, int w, Rows &&rows, A *acc) {
+  std::fill(acc, acc + w, A(0));
+  for (int j = 0; j < k.ky; ++j) {
+    const A *r = rows(j);
+    for (int i = 0; i < k.kx; ++i) {
+      const A c = static_cast<A>(k.w[j * k.kx + i]);
+      if (c == A(0)) continue;
+      const A *p = r + i;
+      for (int x = 0; x < w; ++x)
+        acc[x] += c * p[x];
+    }
+  }
+}
+
+// Calls out(y, acc) with the accumulated row of every destination row y of
+// the area: the kernel applied to `src` (pixel type T) in arithmetic A.
+template <class T, class A, class W, class Out>
+void convolve_rows(const Image *src, Area a, Kernel<W> k, Out &&out) {
+  const Span sx = span_of(k.kx), sy = span_of(k.ky);
+  const int width = a.dx + k.kx - 1;
+  RowRing<A> ring(width, a.dy, k.ky);
+  auto fill = [&](A *r, int y) { pad_row<T, A>(src, y, a.dx, sx, r); };
+  std::vector<A> acc(a.dx);
+  for (int y = 0; y < a.dy; ++y) {
+    accumulate(
+        k, a.dx, [&](int j) { return ring.get(y - sy.before + j, fill); }, acc.data());
+    out(y, acc.data());
+  }
+}
+
+// The separable pair: the row kernel (kx by 1) across each source row, then
+// the column kernel (1 by ky) down the filtered rows.
+template <class T, class A, class W, class Out>
+void convolve_sep_rows(const Image *src, Area a, Kernel<W> rk, Kernel<W> ck, Out &&out) {
+  const Span sx = span_of(rk.kx), sy = span_of(ck.ky);
+  std::vector<A> padded(a.dx + rk.kx - 1);
+  RowRing<A> ring(a.dx, a.dy, ck.ky);
+  auto fill = [&](A *r, int y) {
+    pad_row<T, A>(src, y, a.dx, sx, padded.data());
+    accumulate(
+        rk, a.dx, [&](int) { return padded.data(); }, r);
+  };
+  std::vector<A> acc(a.dx);
+  for (int y = 0; y < a.dy; ++y) {
+    accumulate(
+        ck, a.dx, [&](int j) { return ring.get(y - sy.before + j, fill); }, acc.data());
+    out(y, acc.data());
+  }
+}
+
+// Stores accumulated integer sums (exact in A) shifted right by `shift`.
+template <class T, class A>
+void store_shifted(const A *acc, int w, int shift, Mode m, T *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = store_int<T>(static_cast<std::int64_t>(acc[x]) >> shift, m);
+}
+
+template <class T, class A>
+void store_rounded(const A *acc, int w, Mode m, T *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = store_real<T>(static_cast<double>(acc[x]), m);
+}
+
+// Integer kernel on BYTE or WORD: exact float path when it holds, else the
+// 64-bit reference path.
+template <class T>
+void convolve_int(const Image *src, Image *dst, Area a, Kernel<int> k, int shift, Mode m,
+                  bool force_reference = false) {
+  auto out = [&](int y, const auto *acc) { store_shifted<T>(acc, a.dx, shift, m, row<T>(dst, y)); };
+  if (!force_reference && float_is_exact<T>(weight_mass(k.w, k.kx * k.ky)))
+    convolve_rows<T, float>(src, a, k, out);
+  else
+    convolve_rows<T, std::int64_t>(src, a, k, out);
+}
+
+template <class T>
+void convolve_sep_int(const Image *src, Image *dst, Area a, Kernel<int> rk, Kernel<int> ck,
+                      int shift, Mode m, bool force_reference = false) {
+  auto out = [&](int y, const auto *acc) { store_shifted<T>(acc, a.dx, shift, m, row<T>(dst, y)); };
+  const double mass = weight_mass(rk.w, rk.kx) * weight_mass(ck.w, ck.ky);
+  if (!force_reference && float_is_exact<T>(mass))
+    convolve_sep_rows<T, float>(src, a, rk, ck, out);
+  else
+    convolve_sep_rows<T, std::int64_t>(src, a, rk, ck, out);
+}
+
+// Float kernel from a source of type S into a destination of type D.
+template <class S, class D>
+void convolve_real(const Image *src, Image *dst, Area a, Kernel<float> k, Mode m) {
+  convolve_rows<S, float>(
+      src, a, k, [&](int y, const float *acc) { store_rounded<D>(acc, a.dx, m, row<D>(dst, y)); });
+}
+
+template <class S, class D>
+void convolve_sep_real(const Image *src, Image *dst, Area a, Kernel<float> rk, Kernel<float> ck,
+                       Mode m) {
+  convolve_sep_rows<S, float>(src, a, rk, ck, [&](int y, const float *acc) {
+    store_rounded<D>(acc, a.dx, m, row<D>(dst, y));
+  });
+}
+
+}  // namespace kel::nb
