@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "filter/plane/neighbourhood.hpp"
+#include "filter/plane/row_kernels.hpp"
 
 namespace kel::nb {
 
@@ -45,6 +46,11 @@ bool float_is_exact(double mass) {
 template <class A, class W, class Rows>
 void accumulate(Kernel<W> k, int w, Rows &&rows, A *acc) {
   std::fill(acc, acc + w, A(0));
+  if constexpr (std::is_same_v<A, float> && std::is_same_v<W, float>) {
+    for (int j = 0; j < k.ky; ++j)
+      rows::taps(rows(j), k.w + j * k.kx, k.kx, w, acc);
+    return;
+  }
   for (int j = 0; j < k.ky; ++j) {
     const A *r = rows(j);
     for (int i = 0; i < k.kx; ++i) {
@@ -102,6 +108,15 @@ void store_shifted(const A *acc, int w, int shift, Mode m, T *out) {
 
 template <class T, class A>
 void store_rounded(const A *acc, int w, Mode m, T *out) {
+  if constexpr (std::is_same_v<A, float> && !std::is_same_v<T, float>) {
+    if (m != Mode::wrap) {
+      if constexpr (sizeof(T) == 1)
+        rows::store_u8(acc, w, m == Mode::abs, out);
+      else
+        rows::store_u16(acc, w, m == Mode::abs, out);
+      return;
+    }
+  }
   for (int x = 0; x < w; ++x)
     out[x] = store_real<T>(static_cast<double>(acc[x]), m);
 }

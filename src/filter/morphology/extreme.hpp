@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "filter/plane/neighbourhood.hpp"
+#include "filter/plane/row_kernels.hpp"
 
 namespace kel::nb {
 
@@ -58,8 +59,7 @@ std::vector<A> neutral_plane(const Image *src, Area a, Span px, Span py) {
 // out[i] = ext(a[i], b[i]) for i < n.
 template <bool Max, class T>
 inline void ext_rows(const T *a, const T *b, int n, T *out) {
-  for (int i = 0; i < n; ++i)
-    out[i] = ext<Max>(a[i], b[i]);
+  rows::extreme<Max>(a, b, n, out);
 }
 
 // Sliding extreme of `k` along a padded row of w + k - 1 values, in place:
@@ -69,11 +69,8 @@ void slide_row(T *m, int w, int k) {
   const int len = w + k - 1;
   int s = 1;
   for (; 2 * s <= k; s *= 2)
-    for (int i = 0; i + s < len; ++i)
-      m[i] = ext<Max>(m[i], m[i + s]);
-  if (k > s)
-    for (int x = 0; x < w; ++x)
-      m[x] = ext<Max>(m[x], m[x + k - s]);
+    ext_rows<Max>(m, m + s, len - s, m);
+  if (k > s) ext_rows<Max>(m, m + k - s, w, m);
 }
 
 template <class T, bool Max>

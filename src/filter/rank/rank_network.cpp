@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "filter/plane/neighbourhood.hpp"
+#include "filter/plane/row_kernels.hpp"
 #include "filter/rank/rank_paths.hpp"
 
 namespace kel::nb {
@@ -42,7 +43,7 @@ void rank_by_network(const Image *src, Image *dst, Area a, int kx, int ky, int r
   const Span sx = span_of(kx), sy = span_of(ky);
   RowRing<T> ring(a.dx + kx - 1, a.dy, ky);
   auto fill = [&](T *r, int y) { pad_row<T, T>(src, y, a.dx, sx, r); };
-  constexpr int kBlock = 128;
+  constexpr int kBlock = 256;
   std::vector<T> v(static_cast<std::size_t>(n) * kBlock);
   std::vector<const T *> rows(ky);
   for (int y = 0; y < a.dy; ++y) {
@@ -54,14 +55,8 @@ void rank_by_network(const Image *src, Image *dst, Area a, int kx, int ky, int r
       for (int j = 0; j < ky; ++j)
         for (int i = 0; i < kx; ++i)
           std::copy(rows[j] + x0 + i, rows[j] + x0 + i + len, v.data() + (j * kx + i) * kBlock);
-      for (auto [p, q] : network) {
-        T *lo = v.data() + p * kBlock, *hi = v.data() + q * kBlock;
-        for (int x = 0; x < len; ++x) {
-          const T s = lo[x], t = hi[x];
-          lo[x] = t < s ? t : s;
-          hi[x] = t < s ? s : t;
-        }
-      }
+      for (auto [p, q] : network)
+        rows::sort2(v.data() + p * kBlock, v.data() + q * kBlock, len);
       std::copy(v.data() + rank * kBlock, v.data() + rank * kBlock + len, out + x0);
     }
   }

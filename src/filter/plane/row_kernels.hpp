@@ -1,0 +1,64 @@
+// Row kernels of the neighbourhood filters, each compiled for the baseline
+// instruction set and for AVX2 and chosen once at load time by the
+// processor (the same operations in the same order, so the results are
+// identical on every processor; no fused multiply-add). Each has the plain
+// loop it replaces in the engines as its reference, and the tests of the
+// operators compare with references written in the tests.
+#pragma once
+
+#include <cstdint>
+
+namespace kel::nb::rows {
+
+// acc[x] += sum over i < taps of k[i] * r[x + i], for x < w, taps in order
+// (zero weights skipped).
+void taps(const float *r, const float *k, int taps, int w, float *acc);
+
+// acc[x] = sum over j < n of c[j] * r[j][x], for x < w, rows in order (zero
+// weights skipped; acc starts at 0).
+void column(const float *const *r, const float *c, int n, int w, float *acc);
+
+// out[x] = v rounded half up into 0..top (top 255 or 65535), where
+// v = acc[x] limited to 0..top (abs: |acc[x]| limited to top; NaN as 0).
+void store_u8(const float *acc, int w, bool abs, std::uint8_t *out);
+void store_u16(const float *acc, int w, bool abs, std::uint16_t *out);
+
+// out[x] = min or max of a[x] and b[x]; out may be a, and b may lie ahead of
+// a in the same row (b = a + s), as the doubling passes need.
+void min_u8(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out);
+void max_u8(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out);
+void min_u16(const std::uint16_t *a, const std::uint16_t *b, int w, std::uint16_t *out);
+void max_u16(const std::uint16_t *a, const std::uint16_t *b, int w, std::uint16_t *out);
+void min_f32(const float *a, const float *b, int w, float *out);
+void max_f32(const float *a, const float *b, int w, float *out);
+
+// Compare-exchange of two rows: lo[x], hi[x] become their minimum and
+// maximum.
+void sort2_u8(std::uint8_t *lo, std::uint8_t *hi, int w);
+void sort2_u16(std::uint16_t *lo, std::uint16_t *hi, int w);
+void sort2_f32(float *lo, float *hi, int w);
+
+// Typed forms for the templated engines.
+template <bool Max>
+inline void extreme(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out) {
+  Max ? max_u8(a, b, w, out) : min_u8(a, b, w, out);
+}
+template <bool Max>
+inline void extreme(const std::uint16_t *a, const std::uint16_t *b, int w, std::uint16_t *out) {
+  Max ? max_u16(a, b, w, out) : min_u16(a, b, w, out);
+}
+template <bool Max>
+inline void extreme(const float *a, const float *b, int w, float *out) {
+  Max ? max_f32(a, b, w, out) : min_f32(a, b, w, out);
+}
+inline void sort2(std::uint8_t *lo, std::uint8_t *hi, int w) {
+  sort2_u8(lo, hi, w);
+}
+inline void sort2(std::uint16_t *lo, std::uint16_t *hi, int w) {
+  sort2_u16(lo, hi, w);
+}
+inline void sort2(float *lo, float *hi, int w) {
+  sort2_f32(lo, hi, w);
+}
+
+}  // namespace kel::nb::rows
