@@ -59,7 +59,7 @@ int convolve(const char *fn, const Image *src, Image *dst, const int *w, int kx,
   if (int e = check(fn, src, dst, w, w, false, odd_in(kx, 1, kMaxSide) && odd_in(ky, 1, kMaxSide),
                     kx, ky, a))
     return e;
-  nb::Source s(src, dst, a);
+  nb::Source s(src, dst, a, true);
   return run_int(src, [&]<class T>() {
     nb::convolve_int<T>(s.get(), dst, a, {w, kx, ky}, effective_shift(shift), nb::mode_of(mode));
   });
@@ -71,7 +71,7 @@ int convolve2(const char *fn, const Image *src, Image *dst, const float *w, int 
   if (int e = check(fn, src, dst, w, w, true, odd_in(kx, 1, kMaxSide) && odd_in(ky, 1, kMaxSide),
                     kx, ky, a))
     return e;
-  nb::Source s(src, dst, a);
+  nb::Source s(src, dst, a, true);
   nb::with_source_and_destination(src->type, dst->type, [&]<class S, class D>() {
     nb::convolve_real<S, D>(s.get(), dst, a, {w, kx, ky}, nb::mode_of(mode));
   });
@@ -84,7 +84,7 @@ int convolve_sep(const char *fn, const Image *src, Image *dst, const int *rw, in
   if (int e = check(fn, src, dst, rw, cw, false, odd_in(nr, 1, kMaxTaps) && odd_in(nc, 1, kMaxTaps),
                     nr, nc, a))
     return e;
-  nb::Source s(src, dst, a);
+  nb::Source s(src, dst, a, true);
   return run_int(src, [&]<class T>() {
     nb::convolve_sep_int<T>(s.get(), dst, a, {rw, nr, 1}, {cw, 1, nc}, effective_shift(shift),
                             nb::mode_of(mode));
@@ -97,7 +97,7 @@ int convolve_sep2(const char *fn, const Image *src, Image *dst, const float *rw,
   if (int e = check(fn, src, dst, rw, cw, true, odd_in(nr, 1, kMaxTaps) && odd_in(nc, 1, kMaxTaps),
                     nr, nc, a))
     return e;
-  nb::Source s(src, dst, a);
+  nb::Source s(src, dst, a, true);
   nb::with_source_and_destination(src->type, dst->type, [&]<class S, class D>() {
     nb::convolve_sep_real<S, D>(s.get(), dst, a, {rw, nr, 1}, {cw, 1, nc}, nb::mode_of(mode));
   });

@@ -179,7 +179,7 @@ KELKIT_API int kel_gradient2(const Image *src, Image *dst, int op, int mode) {
     const Kernels k = kernels_of(op);
     Area a = kel::common_area(src, dst);
     if (int e = nb::need_window(fn, a, k.kx, k.ky)) return e;
-    nb::Source s(src, dst, a);
+    nb::Source s(src, dst, a, true);
     nb::with_source_and_destination(src->type, dst->type, [&]<class S, class D>() {
       gradient<S, D>(s.get(), dst, a, k, nb::mode_of(mode));
     });

@@ -44,18 +44,25 @@ inline void compose(const Image *src, Image *dst, Area a, int op, const Extreme 
     extreme(dst, dst, op == KEL_MORPH_OPEN);
     return;
   }
-  ImagePtr tmp = make_image(src->type, a.dx, a.dy);
-  if (!tmp) throw std::bad_alloc();
-  const Image *first = in, *second = tmp.get();
+  // The second image: the destination itself for the hats when it does not
+  // share the source's pixels, else a temporary.
+  ImagePtr tmp;
+  Image *work = dst;
+  if (op == KEL_MORPH_GRADIENT || in != src) {
+    tmp = make_image(src->type, a.dx, a.dy);
+    if (!tmp) throw std::bad_alloc();
+    work = tmp.get();
+  }
+  const Image *first = in, *second = work;
   if (op == KEL_MORPH_GRADIENT) {
-    extreme(in, tmp.get(), false);
+    extreme(in, work, false);
     extreme(in, dst, true);
     first = dst;
   } else {
     // Top hat: src - opening; bottom hat: closing - src.
     const bool top = op == KEL_MORPH_TOPHAT;
-    extreme(in, tmp.get(), !top);
-    extreme(tmp.get(), tmp.get(), top);
+    extreme(in, work, !top);
+    extreme(work, work, top);
     if (!top) std::swap(first, second);
   }
   with_pixel_type(src->type, 0, [&]<class T>() {

@@ -62,6 +62,10 @@ inline void ext_rows(const T *a, const T *b, int n, T *out) {
   rows::extreme<Max>(a, b, n, out);
 }
 
+// Windows of up to this many rows take the direct extreme of their rows
+// rather than the block scheme.
+constexpr int kDirectRows = 3;
+
 // Sliding extreme of `k` along a padded row of w + k - 1 values, in place:
 // afterwards m[x] for x < w is the extreme of the window m[x .. x + k - 1].
 template <bool Max, class T>
@@ -75,28 +79,48 @@ void slide_row(T *m, int w, int k) {
 
 template <class T, bool Max>
 void extreme_rect(const Image *src, Image *dst, Area a, Span sx, Span sy) {
-  Source source(src, dst, a);
+  // Destination row y is written once every source row up to y + sy.after
+  // has entered the ring of 2k rows, which holds every row still needed.
+  Source source(src, dst, a, true);
   const Image *in = source.get();
   const int w = a.dx, kx = sx.size(), k = sy.size();
-  const int padded_rows = a.dy + k - 1;
-  std::vector<T> scratch(static_cast<std::size_t>(w) + kx - 1);
+  const int padded_rows = a.dy + k - 1, width = w + kx - 1;
   // Rows after the horizontal pass, by padded row index p (source row
-  // clamp(p - sy.before)): a ring of 2k rows.
-  std::vector<T> ring(static_cast<std::size_t>(w) * 2 * k);
+  // clamp(p - sy.before)): a ring of 2k rows, each slot wide enough for the
+  // padded row that the pass works on in place.
+  std::vector<T> ring(static_cast<std::size_t>(width) * 2 * k);
   std::vector<int> tag(2 * k, -1);
   auto across = [&](int p) -> const T * {
     const int slot = p % (2 * k);
-    T *r = ring.data() + static_cast<std::size_t>(slot) * w;
+    T *r = ring.data() + static_cast<std::size_t>(slot) * width;
     if (tag[slot] != p) {
-      pad_row<T, T>(in, std::clamp(p - sy.before, 0, a.dy - 1), w, sx, scratch.data());
-      slide_row<Max>(scratch.data(), w, kx);
-      std::copy(scratch.begin(), scratch.begin() + w, r);
+      pad_row<T, T>(in, std::clamp(p - sy.before, 0, a.dy - 1), w, sx, r);
+      slide_row<Max>(r, w, kx);
       tag[slot] = p;
     }
     return r;
   };
-  // Blocks of k padded rows: suffix extremes of the current block and the
-  // running prefix extreme of the block that holds the window's last row.
+  if (k <= kDirectRows) {
+    // Short windows: the extreme of the k rows directly, all fetched before
+    // the destination row (which may be a source row) is written.
+    const T *r[kDirectRows];
+    for (int y = 0; y < a.dy; ++y) {
+      T *out = row<T>(dst, y);
+      for (int j = 0; j < k; ++j)
+        r[j] = across(y + j);
+      if (k == 1) {
+        std::copy(r[0], r[0] + w, out);
+        continue;
+      }
+      ext_rows<Max>(r[0], r[1], w, out);
+      for (int j = 2; j < k; ++j)
+        ext_rows<Max>(out, r[j], w, out);
+    }
+    return;
+  }
+  // Blocks of k padded rows (van Herk / Gil-Werman): suffix extremes of the
+  // current block and the running prefix extreme of the block that holds the
+  // window's last row.
   std::vector<T> suffix(static_cast<std::size_t>(w) * k), prefix(w);
   for (int y = 0; y < a.dy; ++y) {
     if (y % k == 0) {
@@ -129,8 +153,7 @@ void extreme_rect(const Image *src, Image *dst, Area a, Span sx, Span sy) {
 // degrees (1, 1).
 template <class T, bool Max>
 void extreme_diagonal(const Image *src, Image *dst, Area a, Span s, int uy) {
-  Source source(src, dst, a);
-  const Image *in = source.get();
+  const Image *in = src;  // read whole into the plane before any write
   const int n = s.size(), r = std::max(s.before, s.after);
   const int pw = a.dx + 2 * r, ph = a.dy + 2 * r;
   std::vector<T> m = neutral_plane<Max, T, T>(in, a, {r, r}, {r, r});
@@ -160,8 +183,7 @@ void extreme_diagonal(const Image *src, Image *dst, Area a, Span s, int uy) {
 template <class T, bool Max>
 void extreme_surf(const Image *src, Image *dst, Area a, const unsigned char *mask,
                   const float *heights, int kx, int ky) {
-  Source source(src, dst, a);
-  const Image *in = source.get();
+  const Image *in = src;  // read whole into the plane before any write
   Span sx = span_of(kx), sy = span_of(ky);
   if (Max) sx = sx.reflected(), sy = sy.reflected();
   const std::vector<float> plane = neutral_plane<Max, T, float>(in, a, sx, sy);

@@ -93,11 +93,15 @@ inline char *byte_row(const Image *img, int y) {
 
 // The source as an operator reads it: `src` itself, or a copy of its area
 // when the destination shares its pixels, so that every operator of the
-// family can run in place.
+// family can run in place. An engine that reads each source row before it
+// writes the destination rows that could hold it (`streams` true) needs no
+// copy when the destination is the source itself, row for row.
 class Source {
  public:
-  Source(const Image *src, const Image *dst, Area a) : img_(src) {
+  Source(const Image *src, const Image *dst, Area a, bool streams = false) : img_(src) {
     if (src != dst && !share_pixels(src, dst)) return;
+    if (streams && src->data == dst->data && pitch(src) == pitch(dst) && src->type == dst->type)
+      return;
     copy_ = make_image(src->type, a.dx, a.dy);
     if (!copy_) throw std::bad_alloc();
     const std::size_t bytes = static_cast<std::size_t>(a.dx) * src->type;

@@ -20,7 +20,9 @@ int rank_filter(const char *fn, const Image *src, Image *dst, int kx, int ky, in
   if (rank < 0 || rank >= n) return kel::fail(fn, KEL_ERR_ARGUMENT, "Rank out of range");
   const kel::Area a = kel::common_area(src, dst);
   if (int e = nb::need_window(fn, a, kx, ky)) return e;
-  nb::Source s(src, dst, a);
+  // The networks stream through a ring of rows; the histograms re-read the
+  // rows that leave the window and need the source intact.
+  nb::Source s(src, dst, a, n <= nb::kNetworkMembers);
   if (n > nb::kNetworkMembers && src->type == BYTE)
     nb::rank_by_histogram(s.get(), dst, a, kx, ky, rank);
   else if (n > nb::kNetworkMembers)

@@ -50,7 +50,7 @@ KELKIT_API int kel_gauss2(const Image *src, Image *dst, double sigma) {
     if (int e = check(fn, src, dst, sigma, a)) return e;
     const std::vector<float> taps = nb::gauss_taps(sigma);
     const int n = static_cast<int>(taps.size());
-    nb::Source s(src, dst, a);
+    nb::Source s(src, dst, a, true);
     kel::with_pixel_type(src->type, 0, [&]<class T>() {
       nb::convolve_sep_real<T, T>(s.get(), dst, a, {taps.data(), n, 1}, {taps.data(), 1, n},
                                   nb::Mode::clamp);
@@ -69,7 +69,7 @@ KELKIT_API int kel_unsharp2(const Image *src, Image *dst, double sigma, double a
       return kel::fail(fn, KEL_ERR_ARGUMENT, "Amount or threshold out of range");
     const std::vector<float> taps = nb::gauss_taps(sigma);
     const int n = static_cast<int>(taps.size());
-    nb::Source s(src, dst, a);
+    nb::Source s(src, dst, a, true);
     kel::with_pixel_type(src->type, 0, [&]<class T>() {
       nb::convolve_sep_rows<T, float>(
           s.get(), a, nb::Kernel<float>{taps.data(), n, 1}, nb::Kernel<float>{taps.data(), 1, n},
