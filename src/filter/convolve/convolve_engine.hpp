@@ -45,12 +45,12 @@ bool float_is_exact(double mass) {
 // 0 .. w - 1, where rows(j) gives the padded row of kernel row j.
 template <class A, class W, class Rows>
 void accumulate(Kernel<W> k, int w, Rows &&rows, A *acc) {
-  std::fill(acc, acc + w, A(0));
   if constexpr (std::is_same_v<A, float> && std::is_same_v<W, float>) {
     for (int j = 0; j < k.ky; ++j)
-      rows::taps(rows(j), k.w + j * k.kx, k.kx, w, acc);
+      rows::taps(rows(j), k.w + j * k.kx, k.kx, w, acc, j > 0);
     return;
   }
+  std::fill(acc, acc + w, A(0));
   for (int j = 0; j < k.ky; ++j) {
     const A *r = rows(j);
     for (int i = 0; i < k.kx; ++i) {
@@ -81,20 +81,47 @@ void convolve_rows(const Image *src, Area a, Kernel<W> k, Out &&out) {
 
 // The separable pair: the row kernel (kx by 1) across each source row, then
 // the column kernel (1 by ky) down the filtered rows.
+// Whether n weights read the same both ways; such a kernel is applied from
+// its centre outwards, adding each pair of pixels before weighting them.
+template <class W>
+bool symmetric(const W *w, int n) {
+  for (int i = 0; i < n / 2; ++i)
+    if (w[i] != w[n - 1 - i]) return false;
+  return n % 2 == 1;
+}
+
+// The separable pair: the row kernel (kx by 1) across each source row, then
+// the column kernel (1 by ky) down the filtered rows.
 template <class T, class A, class W, class Out>
 void convolve_sep_rows(const Image *src, Area a, Kernel<W> rk, Kernel<W> ck, Out &&out) {
   const Span sx = span_of(rk.kx), sy = span_of(ck.ky);
   std::vector<A> padded(a.dx + rk.kx - 1);
   RowRing<A> ring(a.dx, a.dy, ck.ky);
+  constexpr bool real = std::is_same_v<A, float> && std::is_same_v<W, float>;
+  const bool row_sym = real && symmetric(rk.w, rk.kx), col_sym = real && symmetric(ck.w, ck.ky);
+  const std::vector<W> row_half(rk.w + rk.kx / 2, rk.w + rk.kx),
+      col_half(ck.w + ck.ky / 2, ck.w + ck.ky);
   auto fill = [&](A *r, int y) {
     pad_row<T, A>(src, y, a.dx, sx, padded.data());
+    if constexpr (real)
+      if (row_sym) return rows::taps_symmetric(padded.data(), row_half.data(), rk.kx / 2, a.dx, r);
     accumulate(
         rk, a.dx, [&](int) { return padded.data(); }, r);
   };
   std::vector<A> acc(a.dx);
+  std::vector<const A *> col_rows(ck.ky);
   for (int y = 0; y < a.dy; ++y) {
-    accumulate(
-        ck, a.dx, [&](int j) { return ring.get(y - sy.before + j, fill); }, acc.data());
+    if constexpr (real) {
+      for (int j = 0; j < ck.ky; ++j)
+        col_rows[j] = ring.get(y - sy.before + j, fill);
+      if (col_sym)
+        rows::column_symmetric(col_rows.data(), col_half.data(), ck.ky / 2, a.dx, acc.data());
+      else
+        rows::column(col_rows.data(), ck.w, ck.ky, a.dx, acc.data());
+    } else {
+      accumulate(
+          ck, a.dx, [&](int j) { return ring.get(y - sy.before + j, fill); }, acc.data());
+    }
     out(y, acc.data());
   }
 }
@@ -108,6 +135,14 @@ void store_shifted(const A *acc, int w, int shift, Mode m, T *out) {
 
 template <class T, class A>
 void store_rounded(const A *acc, int w, Mode m, T *out) {
+  if constexpr (std::is_same_v<A, float> && std::is_same_v<T, float>) {
+    if (m == Mode::abs)
+      for (int x = 0; x < w; ++x)
+        out[x] = std::fabs(acc[x]);
+    else
+      std::copy(acc, acc + w, out);
+    return;
+  }
   if constexpr (std::is_same_v<A, float> && !std::is_same_v<T, float>) {
     if (m != Mode::wrap) {
       if constexpr (sizeof(T) == 1)

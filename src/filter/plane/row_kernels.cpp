@@ -5,6 +5,8 @@
 // doubling passes.
 #include "filter/plane/row_kernels.hpp"
 
+#include "filter/plane/median_networks.hpp"
+
 #include <cstring>
 
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
@@ -69,46 +71,115 @@ KEL_INLINE void sort2_row(T *lo, T *hi, int w) {
   }
 }
 
-// The value stored for one result, as the vector lanes compute it.
+// The value stored for one result, as the vector lanes compute it: limited
+// to 0..top, then rounded half up (v + 0.5 is exact below 2^23).
 KEL_INLINE std::int32_t rounded(float v, bool abs, float top) {
   if (abs) v = v < 0 ? -v : v;
   v = v > 0 ? v : 0.0f;
   v = v < top ? v : top;
-  const std::int32_t t = static_cast<std::int32_t>(v);
-  return t + (v - static_cast<float>(t) >= 0.5f);
+  return static_cast<std::int32_t>(v + 0.5f);
 }
 
 template <class T>
 KEL_INLINE void store_row(const float *acc, int w, bool abs, float top, T *out) {
+  typedef T Wide __attribute__((vector_size(32)));
+  typedef T Narrow __attribute__((vector_size(8 * sizeof(T))));
   int x = 0;
   for (; x + 8 <= w; x += 8) {
     f8 v = load<f8>(acc + x);
     if (abs) v = v < 0 ? -v : v;
     v = v > 0 ? v : 0.0f;
     v = v < top ? v : top;
-    const i8 t = __builtin_convertvector(v, i8);
-    const i8 r = t - (v - __builtin_convertvector(t, f8) >= 0.5f);  // true lanes are -1
-    typedef T N __attribute__((vector_size(8 * sizeof(T))));
-    store(out + x, __builtin_convertvector(r, N));
+    // The low byte (or half) of each 32-bit lane.
+    const Wide b = reinterpret_cast<Wide>(__builtin_convertvector(v + 0.5f, i8));
+    Narrow n;
+    if constexpr (sizeof(T) == 1)
+      n = __builtin_shufflevector(b, b, 0, 4, 8, 12, 16, 20, 24, 28);
+    else
+      n = __builtin_shufflevector(b, b, 0, 2, 4, 6, 8, 10, 12, 14);
+    store(out + x, n);
   }
   for (; x < w; ++x)
     out[x] = static_cast<T>(rounded(acc[x], abs, top));
 }
 
+// The median of each k x k window from its k column-sorted padded rows, the
+// network held in registers.
+template <class T, int K, std::size_t C>
+KEL_INLINE void median_rows(const T *const *sorted, const std::array<Comparator, C> &net, int w,
+                            T *out) {
+  typedef T V __attribute__((vector_size(32)));
+  constexpr int lanes = 32 / sizeof(T), n = K * K;
+  int x = 0;
+  for (; x + lanes <= w; x += lanes) {
+    V v[n];
+    for (int j = 0; j < K; ++j)
+      for (int i = 0; i < K; ++i)
+        v[j * K + i] = load<V>(sorted[j] + x + i);
+#pragma GCC unroll 128
+    for (std::size_t c = 0; c < C; ++c) {
+      const V s = v[net[c].first], t = v[net[c].second];
+      v[net[c].first] = t < s ? t : s;
+      v[net[c].second] = t < s ? s : t;
+    }
+    store(out + x, v[n / 2]);
+  }
+  for (; x < w; ++x) {
+    T v[n];
+    for (int j = 0; j < K; ++j)
+      for (int i = 0; i < K; ++i)
+        v[j * K + i] = sorted[j][x + i];
+    for (const Comparator &c : net) {
+      const T s = v[c.first], t = v[c.second];
+      v[c.first] = t < s ? t : s;
+      v[c.second] = t < s ? s : t;
+    }
+    out[x] = v[n / 2];
+  }
+}
+
 }  // namespace
 
-KEL_CLONES void taps(const float *r, const float *k, int taps, int w, float *acc) {
+KEL_CLONES void median3_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out) {
+  median_rows<std::uint8_t, 3>(sorted, kMedian3x3, w, out);
+}
+KEL_CLONES void median3_u16(const std::uint16_t *const *sorted, int w, std::uint16_t *out) {
+  median_rows<std::uint16_t, 3>(sorted, kMedian3x3, w, out);
+}
+KEL_CLONES void median3_f32(const float *const *sorted, int w, float *out) {
+  median_rows<float, 3>(sorted, kMedian3x3, w, out);
+}
+KEL_CLONES void median5_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out) {
+  median_rows<std::uint8_t, 5>(sorted, kMedian5x5, w, out);
+}
+KEL_CLONES void median5_u16(const std::uint16_t *const *sorted, int w, std::uint16_t *out) {
+  median_rows<std::uint16_t, 5>(sorted, kMedian5x5, w, out);
+}
+KEL_CLONES void median5_f32(const float *const *sorted, int w, float *out) {
+  median_rows<float, 5>(sorted, kMedian5x5, w, out);
+}
+
+// Four vectors of accumulators (32 results) per pass over the taps, so that
+// the additions of one tap do not wait for each other.
+KEL_CLONES void taps(const float *r, const float *k, int taps, int w, float *acc, bool add) {
+  if (!add) std::memset(acc, 0, sizeof(float) * static_cast<std::size_t>(w));
   int x = 0;
-  for (; x + 16 <= w; x += 16) {
-    f8 a0 = load<f8>(acc + x), a1 = load<f8>(acc + x + 8);
+  for (; x + 32 <= w; x += 32) {
+    f8 a0 = load<f8>(acc + x), a1 = load<f8>(acc + x + 8), a2 = load<f8>(acc + x + 16),
+       a3 = load<f8>(acc + x + 24);
     for (int i = 0; i < taps; ++i) {
       if (k[i] == 0.0f) continue;
       const f8 c = k[i] + f8{};
-      a0 += c * load<f8>(r + x + i);
-      a1 += c * load<f8>(r + x + i + 8);
+      const float *p = r + x + i;
+      a0 += c * load<f8>(p);
+      a1 += c * load<f8>(p + 8);
+      a2 += c * load<f8>(p + 16);
+      a3 += c * load<f8>(p + 24);
     }
     store(acc + x, a0);
     store(acc + x + 8, a1);
+    store(acc + x + 16, a2);
+    store(acc + x + 24, a3);
   }
   for (; x < w; ++x)
     for (int i = 0; i < taps; ++i)
@@ -117,21 +188,83 @@ KEL_CLONES void taps(const float *r, const float *k, int taps, int w, float *acc
 
 KEL_CLONES void column(const float *const *r, const float *c, int n, int w, float *acc) {
   int x = 0;
-  for (; x + 16 <= w; x += 16) {
-    f8 a0 = f8{}, a1 = f8{};
+  for (; x + 32 <= w; x += 32) {
+    f8 a0 = f8{}, a1 = f8{}, a2 = f8{}, a3 = f8{};
     for (int j = 0; j < n; ++j) {
       if (c[j] == 0.0f) continue;
       const f8 cj = c[j] + f8{};
-      a0 += cj * load<f8>(r[j] + x);
-      a1 += cj * load<f8>(r[j] + x + 8);
+      const float *p = r[j] + x;
+      a0 += cj * load<f8>(p);
+      a1 += cj * load<f8>(p + 8);
+      a2 += cj * load<f8>(p + 16);
+      a3 += cj * load<f8>(p + 24);
     }
     store(acc + x, a0);
     store(acc + x + 8, a1);
+    store(acc + x + 16, a2);
+    store(acc + x + 24, a3);
   }
   for (; x < w; ++x) {
     float a = 0;
     for (int j = 0; j < n; ++j)
       if (c[j] != 0.0f) a += c[j] * r[j][x];
+    acc[x] = a;
+  }
+}
+
+KEL_CLONES void taps_symmetric(const float *r, const float *k, int radius, int w, float *acc) {
+  const float *mid = r + radius;
+  int x = 0;
+  for (; x + 32 <= w; x += 32) {
+    const f8 c = k[0] + f8{};
+    f8 a0 = c * load<f8>(mid + x), a1 = c * load<f8>(mid + x + 8), a2 = c * load<f8>(mid + x + 16),
+       a3 = c * load<f8>(mid + x + 24);
+    for (int i = 1; i <= radius; ++i) {
+      const f8 ci = k[i] + f8{};
+      const float *lo = mid + x - i, *hi = mid + x + i;
+      a0 += ci * (load<f8>(lo) + load<f8>(hi));
+      a1 += ci * (load<f8>(lo + 8) + load<f8>(hi + 8));
+      a2 += ci * (load<f8>(lo + 16) + load<f8>(hi + 16));
+      a3 += ci * (load<f8>(lo + 24) + load<f8>(hi + 24));
+    }
+    store(acc + x, a0);
+    store(acc + x + 8, a1);
+    store(acc + x + 16, a2);
+    store(acc + x + 24, a3);
+  }
+  for (; x < w; ++x) {
+    float a = k[0] * mid[x];
+    for (int i = 1; i <= radius; ++i)
+      a += k[i] * (mid[x - i] + mid[x + i]);
+    acc[x] = a;
+  }
+}
+
+KEL_CLONES void column_symmetric(const float *const *r, const float *k, int radius, int w,
+                                 float *acc) {
+  const float *const *mid = r + radius;
+  int x = 0;
+  for (; x + 32 <= w; x += 32) {
+    const f8 c = k[0] + f8{};
+    f8 a0 = c * load<f8>(mid[0] + x), a1 = c * load<f8>(mid[0] + x + 8),
+       a2 = c * load<f8>(mid[0] + x + 16), a3 = c * load<f8>(mid[0] + x + 24);
+    for (int i = 1; i <= radius; ++i) {
+      const f8 ci = k[i] + f8{};
+      const float *lo = mid[-i] + x, *hi = mid[i] + x;
+      a0 += ci * (load<f8>(lo) + load<f8>(hi));
+      a1 += ci * (load<f8>(lo + 8) + load<f8>(hi + 8));
+      a2 += ci * (load<f8>(lo + 16) + load<f8>(hi + 16));
+      a3 += ci * (load<f8>(lo + 24) + load<f8>(hi + 24));
+    }
+    store(acc + x, a0);
+    store(acc + x + 8, a1);
+    store(acc + x + 16, a2);
+    store(acc + x + 24, a3);
+  }
+  for (; x < w; ++x) {
+    float a = k[0] * mid[0][x];
+    for (int i = 1; i <= radius; ++i)
+      a += k[i] * (mid[-i][x] + mid[i][x]);
     acc[x] = a;
   }
 }

@@ -11,8 +11,15 @@
 namespace kel::nb::rows {
 
 // acc[x] += sum over i < taps of k[i] * r[x + i], for x < w, taps in order
-// (zero weights skipped).
-void taps(const float *r, const float *k, int taps, int w, float *acc);
+// (zero weights skipped); acc starts at 0 unless `add`.
+void taps(const float *r, const float *k, int taps, int w, float *acc, bool add);
+
+// Symmetric kernels of 2 radius + 1 taps, given from the centre outwards
+// (k[0] the centre, k[i] the pair at distance i): across a row,
+// acc[x] = k[0] r[x + radius] + sum over i of k[i] (r[x + radius - i] +
+// r[x + radius + i]); down rows r[0 .. 2 radius], the same with rows.
+void taps_symmetric(const float *r, const float *k, int radius, int w, float *acc);
+void column_symmetric(const float *const *r, const float *k, int radius, int w, float *acc);
 
 // acc[x] = sum over j < n of c[j] * r[j][x], for x < w, rows in order (zero
 // weights skipped; acc starts at 0).
@@ -38,6 +45,16 @@ void sort2_u8(std::uint8_t *lo, std::uint8_t *hi, int w);
 void sort2_u16(std::uint16_t *lo, std::uint16_t *hi, int w);
 void sort2_f32(float *lo, float *hi, int w);
 
+// The median of each 3x3 (5x5) window, from the window's 3 (5) rows whose
+// padded columns are already sorted (row j holds the j-th smallest of each
+// column): out[x] for x < w from columns x .. x + k - 1.
+void median3_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out);
+void median3_u16(const std::uint16_t *const *sorted, int w, std::uint16_t *out);
+void median3_f32(const float *const *sorted, int w, float *out);
+void median5_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out);
+void median5_u16(const std::uint16_t *const *sorted, int w, std::uint16_t *out);
+void median5_f32(const float *const *sorted, int w, float *out);
+
 // Typed forms for the templated engines.
 template <bool Max>
 inline void extreme(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out) {
@@ -59,6 +76,25 @@ inline void sort2(std::uint16_t *lo, std::uint16_t *hi, int w) {
 }
 inline void sort2(float *lo, float *hi, int w) {
   sort2_f32(lo, hi, w);
+}
+
+inline void median3(const std::uint8_t *const *s, int w, std::uint8_t *out) {
+  median3_u8(s, w, out);
+}
+inline void median3(const std::uint16_t *const *s, int w, std::uint16_t *out) {
+  median3_u16(s, w, out);
+}
+inline void median3(const float *const *s, int w, float *out) {
+  median3_f32(s, w, out);
+}
+inline void median5(const std::uint8_t *const *s, int w, std::uint8_t *out) {
+  median5_u8(s, w, out);
+}
+inline void median5(const std::uint16_t *const *s, int w, std::uint16_t *out) {
+  median5_u16(s, w, out);
+}
+inline void median5(const float *const *s, int w, float *out) {
+  median5_f32(s, w, out);
 }
 
 }  // namespace kel::nb::rows

@@ -19,6 +19,13 @@ constexpr int kNetworkMembers = 49;
 // that can affect position `rank` are kept.
 std::vector<std::pair<int, int>> rank_network(int n, int rank);
 
+// The comparators that select rank `rank` of a kx by ky window whose
+// columns arrive sorted (wire j * kx + i the j-th smallest of column i).
+std::vector<std::pair<int, int>> selection_network(int kx, int ky, int rank);
+
+// Sorts n wires: the comparators of Batcher's odd-even merge sort.
+std::vector<std::pair<int, int>> sorting_network(int n);
+
 // The value of rank `rank` (0 = smallest) of the kx by ky window around each
 // pixel; `src` must not share pixels with `dst`.
 template <class T>
