@@ -140,6 +140,44 @@ KEL_INLINE void median_rows(const T *const *sorted, const std::array<Comparator,
 
 }  // namespace
 
+// out[x] = floor((t[x] + half) / n) for sums below 2^24: a float estimate of
+// the quotient, off by at most one, corrected by the exact remainder.
+template <class T>
+KEL_INLINE void divide_row(const std::uint32_t *t, int w, std::uint32_t n, T *out) {
+  typedef T Wide __attribute__((vector_size(32)));
+  typedef T Narrow __attribute__((vector_size(8 * sizeof(T))));
+  const std::int32_t half = static_cast<std::int32_t>(n / 2), nn = static_cast<std::int32_t>(n);
+  const float inv = 1.0f / static_cast<float>(n);
+  int x = 0;
+  for (; x + 8 <= w; x += 8) {
+    const i8 v = load<i8>(t + x) + half;
+    i8 q = __builtin_convertvector(__builtin_convertvector(v, f8) * inv, i8);
+    const i8 r = v - q * nn;
+    q = q - (r >= nn) + (r < 0);  // true lanes are -1
+    const Wide b = reinterpret_cast<Wide>(q);
+    Narrow o;
+    if constexpr (sizeof(T) == 1)
+      o = __builtin_shufflevector(b, b, 0, 4, 8, 12, 16, 20, 24, 28);
+    else
+      o = __builtin_shufflevector(b, b, 0, 2, 4, 6, 8, 10, 12, 14);
+    store(out + x, o);
+  }
+  for (; x < w; ++x) {
+    const std::int32_t v = static_cast<std::int32_t>(t[x]) + half;
+    std::int32_t q = static_cast<std::int32_t>(static_cast<float>(v) * inv);
+    const std::int32_t r = v - q * nn;
+    q += (r >= nn) - (r < 0);
+    out[x] = static_cast<T>(q);
+  }
+}
+
+KEL_CLONES void divide_u8(const std::uint32_t *t, int w, std::uint32_t n, std::uint8_t *out) {
+  divide_row(t, w, n, out);
+}
+KEL_CLONES void divide_u16(const std::uint32_t *t, int w, std::uint32_t n, std::uint16_t *out) {
+  divide_row(t, w, n, out);
+}
+
 KEL_CLONES void median3_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out) {
   median_rows<std::uint8_t, 3>(sorted, kMedian3x3, w, out);
 }

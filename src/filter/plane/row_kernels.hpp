@@ -55,6 +55,11 @@ void median5_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out);
 void median5_u16(const std::uint16_t *const *sorted, int w, std::uint16_t *out);
 void median5_f32(const float *const *sorted, int w, float *out);
 
+// out[x] = floor((t[x] + n / 2) / n), the mean of n pixels rounded half
+// up, for t[x] + n / 2 below 2^24.
+void divide_u8(const std::uint32_t *t, int w, std::uint32_t n, std::uint8_t *out);
+void divide_u16(const std::uint32_t *t, int w, std::uint32_t n, std::uint16_t *out);
+
 // Typed forms for the templated engines.
 template <bool Max>
 inline void extreme(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out) {
