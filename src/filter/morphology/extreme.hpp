@@ -77,8 +77,36 @@ void slide_row(T *m, int w, int k) {
   if (k > s) ext_rows<Max>(m, m + k - s, w, m);
 }
 
+// The 3x3 square straight from the source rows. In place, each source row
+// is saved before its destination row replaces it, for the row below.
+template <class T, bool Max>
+void extreme_3x3(const Image *src, Image *dst, Area a) {
+  const bool same_rows = src->data == dst->data && pitch(src) == pitch(dst);
+  Source source(src, dst, a, true);
+  const Image *in = source.get();
+  const int w = a.dx, h = a.dy;
+  std::vector<T> tmp(w + 2), saved(2 * static_cast<std::size_t>(w)), out_row(same_rows ? w : 0);
+  const T *above = row<const T>(in, 0);
+  for (int y = 0; y < h; ++y) {
+    const T *at = row<const T>(in, y), *below = row<const T>(in, std::min(y + 1, h - 1));
+    T *out = row<T>(dst, y);
+    if (same_rows) {
+      rows::extreme3x3<Max>(above, at, below, w, tmp.data(), out_row.data());
+      T *keep = saved.data() + static_cast<std::size_t>(y % 2) * w;
+      std::copy(at, at + w, keep);
+      std::copy(out_row.begin(), out_row.end(), out);
+      above = keep;
+    } else {
+      rows::extreme3x3<Max>(above, at, below, w, tmp.data(), out);
+      above = at;
+    }
+  }
+}
+
 template <class T, bool Max>
 void extreme_rect(const Image *src, Image *dst, Area a, Span sx, Span sy) {
+  if (sx.before == 1 && sx.after == 1 && sy.before == 1 && sy.after == 1)
+    return extreme_3x3<T, Max>(src, dst, a);
   // Destination row y is written once every source row up to y + sy.after
   // has entered the ring of 2k rows, which holds every row still needed.
   Source source(src, dst, a, true);

@@ -178,6 +178,44 @@ KEL_CLONES void divide_u16(const std::uint32_t *t, int w, std::uint32_t n, std::
   divide_row(t, w, n, out);
 }
 
+// One row of the 3x3 extreme: the extreme of rows a, b, c down each column
+// into tmp (w + 2 values, the edge columns repeated), then across each three
+// columns of tmp.
+template <bool Max, class T>
+KEL_INLINE void extreme3x3_row(const T *a, const T *b, const T *c, int w, T *tmp, T *out) {
+  extreme_row<Max>(a, b, w, tmp + 1);
+  extreme_row<Max>(tmp + 1, c, w, tmp + 1);
+  tmp[0] = tmp[1];
+  tmp[w + 1] = tmp[w];
+  extreme_row<Max>(tmp, tmp + 1, w, out);
+  extreme_row<Max>(out, tmp + 2, w, out);
+}
+
+KEL_CLONES void min3x3_u8(const std::uint8_t *a, const std::uint8_t *b, const std::uint8_t *c,
+                          int w, std::uint8_t *tmp, std::uint8_t *out) {
+  extreme3x3_row<false>(a, b, c, w, tmp, out);
+}
+KEL_CLONES void max3x3_u8(const std::uint8_t *a, const std::uint8_t *b, const std::uint8_t *c,
+                          int w, std::uint8_t *tmp, std::uint8_t *out) {
+  extreme3x3_row<true>(a, b, c, w, tmp, out);
+}
+KEL_CLONES void min3x3_u16(const std::uint16_t *a, const std::uint16_t *b, const std::uint16_t *c,
+                           int w, std::uint16_t *tmp, std::uint16_t *out) {
+  extreme3x3_row<false>(a, b, c, w, tmp, out);
+}
+KEL_CLONES void max3x3_u16(const std::uint16_t *a, const std::uint16_t *b, const std::uint16_t *c,
+                           int w, std::uint16_t *tmp, std::uint16_t *out) {
+  extreme3x3_row<true>(a, b, c, w, tmp, out);
+}
+KEL_CLONES void min3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp,
+                           float *out) {
+  extreme3x3_row<false>(a, b, c, w, tmp, out);
+}
+KEL_CLONES void max3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp,
+                           float *out) {
+  extreme3x3_row<true>(a, b, c, w, tmp, out);
+}
+
 KEL_CLONES void median3_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out) {
   median_rows<std::uint8_t, 3>(sorted, kMedian3x3, w, out);
 }

@@ -60,6 +60,20 @@ void median5_f32(const float *const *sorted, int w, float *out);
 void divide_u8(const std::uint32_t *t, int w, std::uint32_t n, std::uint8_t *out);
 void divide_u16(const std::uint32_t *t, int w, std::uint32_t n, std::uint16_t *out);
 
+// One row of the 3x3 minimum (maximum): out[x] for x < w from rows a, b, c
+// (above, at and below), the edge columns repeated; tmp holds w + 2 values.
+// out may not overlap a, b or c.
+void min3x3_u8(const std::uint8_t *a, const std::uint8_t *b, const std::uint8_t *c, int w,
+               std::uint8_t *tmp, std::uint8_t *out);
+void max3x3_u8(const std::uint8_t *a, const std::uint8_t *b, const std::uint8_t *c, int w,
+               std::uint8_t *tmp, std::uint8_t *out);
+void min3x3_u16(const std::uint16_t *a, const std::uint16_t *b, const std::uint16_t *c, int w,
+                std::uint16_t *tmp, std::uint16_t *out);
+void max3x3_u16(const std::uint16_t *a, const std::uint16_t *b, const std::uint16_t *c, int w,
+                std::uint16_t *tmp, std::uint16_t *out);
+void min3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp, float *out);
+void max3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp, float *out);
+
 // Typed forms for the templated engines.
 template <bool Max>
 inline void extreme(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out) {
@@ -72,6 +86,21 @@ inline void extreme(const std::uint16_t *a, const std::uint16_t *b, int w, std::
 template <bool Max>
 inline void extreme(const float *a, const float *b, int w, float *out) {
   Max ? max_f32(a, b, w, out) : min_f32(a, b, w, out);
+}
+template <bool Max>
+inline void extreme3x3(const std::uint8_t *a, const std::uint8_t *b, const std::uint8_t *c, int w,
+                       std::uint8_t *tmp, std::uint8_t *out) {
+  Max ? max3x3_u8(a, b, c, w, tmp, out) : min3x3_u8(a, b, c, w, tmp, out);
+}
+template <bool Max>
+inline void extreme3x3(const std::uint16_t *a, const std::uint16_t *b, const std::uint16_t *c,
+                       int w, std::uint16_t *tmp, std::uint16_t *out) {
+  Max ? max3x3_u16(a, b, c, w, tmp, out) : min3x3_u16(a, b, c, w, tmp, out);
+}
+template <bool Max>
+inline void extreme3x3(const float *a, const float *b, const float *c, int w, float *tmp,
+                       float *out) {
+  Max ? max3x3_f32(a, b, c, w, tmp, out) : min3x3_f32(a, b, c, w, tmp, out);
 }
 inline void sort2(std::uint8_t *lo, std::uint8_t *hi, int w) {
   sort2_u8(lo, hi, w);
