@@ -13,6 +13,12 @@ namespace kel::nb {
 
 using Comparator = std::pair<int, int>;
 
+// Sorting networks of 3 and 5 wires (Batcher's, as sorting_network()
+// derives them), for sorting columns.
+inline constexpr std::array<Comparator, 3> kSort3 = {{{0, 1}, {0, 2}, {1, 2}}};
+inline constexpr std::array<Comparator, 9> kSort5 = {
+    {{0, 1}, {2, 3}, {0, 2}, {1, 3}, {1, 2}, {0, 4}, {2, 4}, {1, 2}, {3, 4}}};
+
 inline constexpr std::array<Comparator, 19> kMedian3x3 = {{
     {0, 1}, {2, 3}, {4, 5}, {6, 7}, {0, 2}, {1, 3}, {4, 6}, {5, 7}, {1, 2}, {5, 6},
     {1, 5}, {2, 6}, {2, 4}, {3, 5}, {1, 2}, {3, 4}, {4, 8}, {2, 4}, {3, 4},

@@ -216,6 +216,55 @@ KEL_CLONES void max3x3_f32(const float *a, const float *b, const float *c, int w
   extreme3x3_row<true>(a, b, c, w, tmp, out);
 }
 
+// Sorts each column of k rows into k output rows, the network in registers.
+template <class T, int K, std::size_t C>
+KEL_INLINE void sort_columns(const T *const *in, const std::array<Comparator, C> &net, int w,
+                             T *const *out) {
+  typedef T V __attribute__((vector_size(32)));
+  constexpr int lanes = 32 / sizeof(T);
+  int x = 0;
+  for (; x + lanes <= w; x += lanes) {
+    V v[K];
+    for (int j = 0; j < K; ++j) v[j] = load<V>(in[j] + x);
+#pragma GCC unroll 16
+    for (std::size_t c = 0; c < C; ++c) {
+      const V s = v[net[c].first], t = v[net[c].second];
+      v[net[c].first] = t < s ? t : s;
+      v[net[c].second] = t < s ? s : t;
+    }
+    for (int j = 0; j < K; ++j) store(out[j] + x, v[j]);
+  }
+  for (; x < w; ++x) {
+    T v[K];
+    for (int j = 0; j < K; ++j) v[j] = in[j][x];
+    for (const Comparator &c : net) {
+      const T s = v[c.first], t = v[c.second];
+      v[c.first] = t < s ? t : s;
+      v[c.second] = t < s ? s : t;
+    }
+    for (int j = 0; j < K; ++j) out[j][x] = v[j];
+  }
+}
+
+KEL_CLONES void sort3_u8(const std::uint8_t *const *in, int w, std::uint8_t *const *out) {
+  sort_columns<std::uint8_t, 3>(in, kSort3, w, out);
+}
+KEL_CLONES void sort3_u16(const std::uint16_t *const *in, int w, std::uint16_t *const *out) {
+  sort_columns<std::uint16_t, 3>(in, kSort3, w, out);
+}
+KEL_CLONES void sort3_f32(const float *const *in, int w, float *const *out) {
+  sort_columns<float, 3>(in, kSort3, w, out);
+}
+KEL_CLONES void sort5_u8(const std::uint8_t *const *in, int w, std::uint8_t *const *out) {
+  sort_columns<std::uint8_t, 5>(in, kSort5, w, out);
+}
+KEL_CLONES void sort5_u16(const std::uint16_t *const *in, int w, std::uint16_t *const *out) {
+  sort_columns<std::uint16_t, 5>(in, kSort5, w, out);
+}
+KEL_CLONES void sort5_f32(const float *const *in, int w, float *const *out) {
+  sort_columns<float, 5>(in, kSort5, w, out);
+}
+
 KEL_CLONES void median3_u8(const std::uint8_t *const *sorted, int w, std::uint8_t *out) {
   median_rows<std::uint8_t, 3>(sorted, kMedian3x3, w, out);
 }

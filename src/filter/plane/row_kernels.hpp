@@ -74,6 +74,15 @@ void max3x3_u16(const std::uint16_t *a, const std::uint16_t *b, const std::uint1
 void min3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp, float *out);
 void max3x3_f32(const float *a, const float *b, const float *c, int w, float *tmp, float *out);
 
+// Sorts each column of 3 (5) rows `in` into the rows `out` (out[j] the j-th
+// smallest), for x < w.
+void sort3_u8(const std::uint8_t *const *in, int w, std::uint8_t *const *out);
+void sort3_u16(const std::uint16_t *const *in, int w, std::uint16_t *const *out);
+void sort3_f32(const float *const *in, int w, float *const *out);
+void sort5_u8(const std::uint8_t *const *in, int w, std::uint8_t *const *out);
+void sort5_u16(const std::uint16_t *const *in, int w, std::uint16_t *const *out);
+void sort5_f32(const float *const *in, int w, float *const *out);
+
 // Typed forms for the templated engines.
 template <bool Max>
 inline void extreme(const std::uint8_t *a, const std::uint8_t *b, int w, std::uint8_t *out) {
@@ -112,6 +121,24 @@ inline void sort2(float *lo, float *hi, int w) {
   sort2_f32(lo, hi, w);
 }
 
+inline void sort3(const std::uint8_t *const *in, int w, std::uint8_t *const *out) {
+  sort3_u8(in, w, out);
+}
+inline void sort3(const std::uint16_t *const *in, int w, std::uint16_t *const *out) {
+  sort3_u16(in, w, out);
+}
+inline void sort3(const float *const *in, int w, float *const *out) {
+  sort3_f32(in, w, out);
+}
+inline void sort5(const std::uint8_t *const *in, int w, std::uint8_t *const *out) {
+  sort5_u8(in, w, out);
+}
+inline void sort5(const std::uint16_t *const *in, int w, std::uint16_t *const *out) {
+  sort5_u16(in, w, out);
+}
+inline void sort5(const float *const *in, int w, float *const *out) {
+  sort5_f32(in, w, out);
+}
 inline void median3(const std::uint8_t *const *s, int w, std::uint8_t *out) {
   median3_u8(s, w, out);
 }

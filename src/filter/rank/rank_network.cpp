@@ -122,17 +122,29 @@ void rank_by_network(const Image *src, Image *dst, Area a, int kx, int ky, int r
   const int width = a.dx + kx - 1;
   RowRing<T> ring(width, a.dy, ky);
   auto fill = [&](T *r, int y) { pad_row<T, T>(src, y, a.dx, sx, r); };
-  constexpr int kBlock = 256;
+  constexpr int kBlock = 256, kMaxSorted = 5;
   std::vector<T> sorted(static_cast<std::size_t>(ky) * width);
   std::vector<T> v(static_cast<std::size_t>(n) * kBlock);
   for (int y = 0; y < a.dy; ++y) {
-    for (int j = 0; j < ky; ++j) {
-      const T *r = ring.get(y - sy.before + j, fill);
-      std::copy(r, r + width, sorted.data() + static_cast<std::size_t>(j) * width);
+    const T *in[kMaxSorted];
+    T *sorted_rows[kMaxSorted];
+    for (int j = 0; j < std::min(ky, kMaxSorted); ++j) {
+      in[j] = ring.get(y - sy.before + j, fill);
+      sorted_rows[j] = sorted.data() + static_cast<std::size_t>(j) * width;
     }
-    for (auto [p, q] : column_net)
-      rows::sort2(sorted.data() + static_cast<std::size_t>(p) * width,
-                  sorted.data() + static_cast<std::size_t>(q) * width, width);
+    if (ky == 3) {
+      rows::sort3(in, width, sorted_rows);
+    } else if (ky == 5) {
+      rows::sort5(in, width, sorted_rows);
+    } else {
+      for (int j = 0; j < ky; ++j) {
+        const T *r = ring.get(y - sy.before + j, fill);
+        std::copy(r, r + width, sorted.data() + static_cast<std::size_t>(j) * width);
+      }
+      for (auto [p, q] : column_net)
+        rows::sort2(sorted.data() + static_cast<std::size_t>(p) * width,
+                    sorted.data() + static_cast<std::size_t>(q) * width, width);
+    }
     T *out = row<T>(dst, y);
     if (median3 || median5) {
       const T *rows_sorted[5];
