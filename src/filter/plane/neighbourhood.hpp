@@ -134,6 +134,9 @@ class RowRing {
         buf_(static_cast<std::size_t>(width) * count),
         tag_(count, INT_MIN) {}
 
+  // Forgets every row (for the next stripe of columns).
+  void clear() { std::fill(tag_.begin(), tag_.end(), INT_MIN); }
+
   template <class Fill>
   const A *get(int sy, Fill &&fill) {
     int slot = ((sy % count_) + count_) % count_;

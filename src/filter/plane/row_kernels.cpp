@@ -225,24 +225,28 @@ KEL_INLINE void sort_columns(const T *const *in, const std::array<Comparator, C>
   int x = 0;
   for (; x + lanes <= w; x += lanes) {
     V v[K];
-    for (int j = 0; j < K; ++j) v[j] = load<V>(in[j] + x);
+    for (int j = 0; j < K; ++j)
+      v[j] = load<V>(in[j] + x);
 #pragma GCC unroll 16
     for (std::size_t c = 0; c < C; ++c) {
       const V s = v[net[c].first], t = v[net[c].second];
       v[net[c].first] = t < s ? t : s;
       v[net[c].second] = t < s ? s : t;
     }
-    for (int j = 0; j < K; ++j) store(out[j] + x, v[j]);
+    for (int j = 0; j < K; ++j)
+      store(out[j] + x, v[j]);
   }
   for (; x < w; ++x) {
     T v[K];
-    for (int j = 0; j < K; ++j) v[j] = in[j][x];
+    for (int j = 0; j < K; ++j)
+      v[j] = in[j][x];
     for (const Comparator &c : net) {
       const T s = v[c.first], t = v[c.second];
       v[c.first] = t < s ? t : s;
       v[c.second] = t < s ? s : t;
     }
-    for (int j = 0; j < K; ++j) out[j][x] = v[j];
+    for (int j = 0; j < K; ++j)
+      out[j][x] = v[j];
   }
 }
 

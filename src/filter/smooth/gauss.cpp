@@ -73,14 +73,15 @@ KELKIT_API int kel_unsharp2(const Image *src, Image *dst, double sigma, double a
     kel::with_pixel_type(src->type, 0, [&]<class T>() {
       nb::convolve_sep_rows<T, float>(
           s.get(), a, nb::Kernel<float>{taps.data(), n, 1}, nb::Kernel<float>{taps.data(), 1, n},
-          [&](int y, const float *blur) {
-            const T *in = kel::row<const T>(s.get(), y);
-            T *out = kel::row<T>(dst, y);
-            for (int x = 0; x < a.dx; ++x) {
+          [&](int y, int x0, int len, const float *blur) {
+            const T *in = kel::row<const T>(s.get(), y) + x0;
+            T *out = kel::row<T>(dst, y) + x0;
+            for (int x = 0; x < len; ++x) {
               const double v = static_cast<double>(in[x]), d = v - blur[x];
               out[x] = std::fabs(d) > threshold ? nb::saturate<T>(v + amount * d) : in[x];
             }
-          });
+          },
+          !nb::share_pixels(s.get(), dst));
       return 0;
     });
     return KEL_OK;

@@ -141,6 +141,22 @@ TEST(ConvolveKernels, SeparablePairsAndLinesEqualTheFullKernel) {
   EXPECT_EQ(wr::differences(fd, 19, 11, sums(b, 19, 11, {c.begin(), c.end()}, 5, 1), 0.001), 0);
 }
 
+TEST(ConvolveKernels, WideImagesAreFilteredInStripesOfColumns) {
+  // Tall kernels on wide images make the engines work stripe by stripe.
+  const std::vector<int> k11 = random_weights(121, -2, 3, 12), k31 = random_weights(31, -3, 3, 13);
+  kt::TestImage src = kt::random_image(BYTE, 2213, 33, 14), dst = kt::image(BYTE, 2213, 33);
+  ASSERT_EQ(kel_convolve(src, dst, k11.data(), 11, 11, 5, KEL_MODE_ABS), 0);
+  EXPECT_EQ(wr::differences(dst, 2213, 33,
+                            shifted(sums(src, 2213, 33, {k11.begin(), k11.end()}, 11, 11), BYTE, 5,
+                                    KEL_MODE_ABS)),
+            0);
+  ASSERT_EQ(kel_convolve_line(src, dst, k31.data(), 31, 1, 2, KEL_MODE_CLAMP), 0);
+  EXPECT_EQ(wr::differences(dst, 2213, 33,
+                            shifted(sums(src, 2213, 33, {k31.begin(), k31.end()}, 1, 31), BYTE, 2,
+                                    KEL_MODE_CLAMP)),
+            0);
+}
+
 TEST(ConvolveKernels, EveryFailureIsReportedUnderItsName) {
   kt::TestImage b = kt::image(BYTE, 12, 12), b2 = kt::image(BYTE, 12, 12),
                 wd = kt::image(WORD, 12, 12);
