@@ -67,7 +67,8 @@ int second_form(const Logic &l, const Image *a, Image *b) {
 }
 
 int logic(const Logic &l, const Image *a, Image *b) {
-  if (a == b) return KEL_OK;  // one image with itself: nothing is done
+  // One image with itself: nothing is done (null images are reported first).
+  if (a == b && a) return KEL_OK;
   // kel_xor leaves null images to its second form, which reports them.
   if (l.op == ByteOp::bit_xor && (!a || !b)) return second_form(l, a, b);
   return kel::guarded(l.name, [&](const char *fn) -> int {

@@ -95,7 +95,7 @@ int search_forward(const char *fn, const Profile &pr, int threshold, double *pos
   int peak = 0;
   if (threshold == kStrongest) {
     *position = kNoneForward;
-    if (pr.dx - pr.start < 4) return 0;
+    if (static_cast<long long>(pr.dx) - pr.start < 4) return 0;
     if (pr.start < 0) return out_of_range(fn, position);
     *position = 0.0;
     // The processor-specific branch of this mode searches nothing.
@@ -105,7 +105,7 @@ int search_forward(const char *fn, const Profile &pr, int threshold, double *pos
     return best;
   }
   *position = kNoneForward;
-  if (pr.dx - pr.start < 5 || pr.start >= pr.dx - 3) return 0;
+  if (static_cast<long long>(pr.dx) - pr.start < 5 || pr.start >= pr.dx - 3) return 0;
   if (pr.start < 0) return out_of_range(fn, position);
   int best = first_edge(pr, pr.start, pr.dx - 4, +1, Polarity{threshold}, g, &peak);
   if (best != 0) *position = forward_position(pr, peak);
