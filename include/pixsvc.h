@@ -172,6 +172,9 @@ PIXSVC_API int im_get_line_from_img(const Image *img, double x0, double y0, doub
 
 /* ---- files ------------------------------------------------------------- */
 
+/* Files are read only when they are regular files: a FIFO, device or folder
+ * fails with IM_ERR_FILE_OPEN ("not a regular file") without being opened. */
+
 /* Formats by extension (case-insensitive): ".bmp" (read: 8-bit palette and
  * 24-bit, colour read as grey; write: 8-bit grey with palette, BYTE only),
  * ".pgm" (binary P5, 8 and 16 bit) and ".png" (grey, 8 and 16 bit; colour and

@@ -1,6 +1,8 @@
 // Image files: the format chosen by the name's extension, the whole file
 // read into memory and parsed there, and the decoded grey pixels stored into
 // the destination image row by row through its pitch.
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -68,11 +70,18 @@ struct FileCloser {
 using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
 
 int load_bytes(const char *fn, const char *name, std::vector<std::uint8_t> &out) {
+  // Only regular files: opening a FIFO with no writer would block, and a
+  // device could stream without end.
+  struct stat st;
+  if (::stat(name, &st) != 0)
+    return im_error(fn, IM_ERR_FILE_OPEN, "Cannot open \"%s\": %s", name, std::strerror(errno));
+  if (!S_ISREG(st.st_mode))
+    return im_error(fn, IM_ERR_FILE_OPEN, "Cannot open \"%s\": not a regular file", name);
   FilePtr f(std::fopen(name, "rb"));
   if (!f)
     return im_error(fn, IM_ERR_FILE_OPEN, "Cannot open \"%s\": %s", name, std::strerror(errno));
-  // Read in blocks rather than trusting a size from seeking, so that pipes
-  // and special files behave too.
+  // Read in blocks rather than trusting a size from seeking (the file may
+  // change while it is read).
   constexpr std::size_t kBlock = 1 << 16;
   out.clear();
   for (;;) {

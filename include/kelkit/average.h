@@ -36,8 +36,12 @@ typedef struct KelImgAvg {
   unsigned short **sums;
 } KelImgAvg;
 
+/* Largest accumulator, in pixels (2 bytes of sums each): 2^28 pixels, 512 MiB. */
+#define KEL_IMGAVG_MAX_PIXELS (1L << 28)
+
 /* A new accumulator of dx by dy zero sums. Null, without a report, when dx or
- * dy is below 1 or memory is short. */
+ * dy is below 1, dx * dy exceeds KEL_IMGAVG_MAX_PIXELS (refused at once,
+ * before any memory is asked for) or memory is short. */
 KELKIT_API KelImgAvg *kel_imgavg_create(int dx, int dy);
 
 /* Frees the accumulator. Returns 0, or 1 (not reported) for a null one. */

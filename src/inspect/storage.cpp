@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "frame/regular_file.hpp"
+
 namespace kel::inspect {
 
 namespace {
@@ -85,7 +87,7 @@ bool CKelStorage::WriteExact(const void *bytes, std::size_t size) {
 
 int CKelStorage::OpenForRead(const char *path) {
   CloseAndClear();
-  m_file = path ? std::fopen(path, "rb") : nullptr;
+  m_file = kel::regular_file(path) ? std::fopen(path, "rb") : nullptr;
   if (!m_file) return kStorageCannotOpen;
   long end = -1;
   if (std::fseek(m_file, 0, SEEK_END) == 0) end = std::ftell(m_file);

@@ -3,6 +3,7 @@
 // blocks, and the text parameter files with their companion model images.
 #pragma once
 
+#include "frame/regular_file.hpp"
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -88,7 +89,8 @@ class TextWriter {
 // value that does not parse nothing more is read and ok() stays false.
 class TextReader {
  public:
-  explicit TextReader(const char *path) : f_(std::fopen(path, "r")) {}
+  explicit TextReader(const char *path)
+      : f_(kel::regular_file(path) ? std::fopen(path, "r") : nullptr) {}
   bool is_open() const { return f_ != nullptr; }
   void get(int &v) { ok_ = ok_ && std::fscanf(f_.get(), "%d\n", &v) == 1; }
   void get(double &v) { ok_ = ok_ && std::fscanf(f_.get(), "%lf\n", &v) == 1; }

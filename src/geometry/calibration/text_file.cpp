@@ -1,4 +1,5 @@
 // Keyed text files of the calibration transforms.
+#include "frame/regular_file.hpp"
 #include "geometry/calibration/text_file.hpp"
 
 #include <cerrno>
@@ -10,7 +11,7 @@
 namespace kel::calib {
 
 bool read_bounded(const char *path, std::size_t limit, std::string &text, bool &opened) {
-  std::FILE *f = std::fopen(path, "rb");
+  std::FILE *f = kel::regular_file(path) ? std::fopen(path, "rb") : nullptr;
   opened = f != nullptr;
   if (!f) return false;
   text.clear();

@@ -1,5 +1,6 @@
 // The 360 search parameter file: 97 text lines in a fixed order, beside a
 // model image (".bmp" unless named) and the model contours (".trc").
+#include "frame/regular_file.hpp"
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
@@ -74,6 +75,7 @@ const Field kFields[] = {
 
 // Reads a contour file without reporting; false leaves `set` unchanged.
 bool read_contours(const std::string &path, KelContourSet &set) {
+  if (!kel::regular_file(path.c_str())) return false;
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;
   std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in),
@@ -129,7 +131,7 @@ KELKIT_API int kel_vela_360_load_params(kel_vela_360_params *p, const char *path
     if (!p) return KEL_ERR_NULL_RECORD;
     if (!path) return KEL_ERR_FILE;
     File file;
-    file.f = std::fopen(path, "r");
+    file.f = kel::regular_file(path) ? std::fopen(path, "r") : nullptr;
     if (!file.f) return KEL_ERR_FILE;
     std::FILE *f = file.f;
     char stored[1024] = {};

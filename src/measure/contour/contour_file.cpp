@@ -1,6 +1,7 @@
 // The ".trc" contour file: a little-endian binary encoding of the contour
 // set, and a parser that checks every count and value against the bytes
 // present before it changes the set.
+#include "frame/regular_file.hpp"
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -94,7 +95,7 @@ bool decode_contours(const std::uint8_t *data, std::size_t size, KelContourSet &
 namespace kel::measure::bytes {
 
 int read_file(const char *path, std::size_t largest, std::vector<std::uint8_t> &out) {
-  std::FILE *f = std::fopen(path, "rb");
+  std::FILE *f = kel::regular_file(path) ? std::fopen(path, "rb") : nullptr;
   if (!f) return 1;
   out.clear();
   std::uint8_t buffer[65536];

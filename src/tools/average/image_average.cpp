@@ -27,6 +27,7 @@ extern "C" {
 
 KELKIT_API KelImgAvg *kel_imgavg_create(int dx, int dy) {
   if (dx < 1 || dy < 1) return nullptr;
+  if (static_cast<long long>(dx) * dy > KEL_IMGAVG_MAX_PIXELS) return nullptr;
   auto *acc = static_cast<KelImgAvg *>(std::calloc(1, sizeof(KelImgAvg)));
   if (!acc) return nullptr;
   acc->dx = dx;
