@@ -170,9 +170,9 @@ KELKIT_API int kel_perspective_xfm_get_point_count(const KelPerspectiveXfm *xfm)
  * point (x0 + i / scale, y0 + j / scale), scale being dst pixels per world
  * unit, read from src by bilinear interpolation (im_get_interpolated_pixel).
  * Pixels whose world point falls outside src's pixel centres, or on or
- * beyond the horizon, are set to 0. BYTE and WORD values are rounded. src and dst must
- * be different images of one pixel type (BYTE, WORD or FLOAT); either may
- * be a view.
+ * beyond the horizon, are set to 0. BYTE and WORD values are rounded. src
+ * and dst must be different images of one pixel type (BYTE, WORD or
+ * FLOAT); either may be a view.
  * Returns 0; 1 null image; 10 null xfm, not computed, or a scale that is
  * not finite and > 0; 106 dst is src or overlaps it; 13 different types; 6
  * unsupported type; 17 an empty image. */
@@ -180,9 +180,8 @@ KELKIT_API int kel_perspective_xfm_rectify(const KelPerspectiveXfm *xfm, const I
                                            Image *dst, double x0, double y0, double scale);
 
 /* Saves ("kelkit-perspective-xfm 1", the matrix, the seen side and the
- * residuals) and loads,
- * with the same checks and codes as kel_xfm_save / kel_xfm_load ("Bad xfm
- * file" for an invalid file). */
+ * residuals) and loads, with the same checks and codes as kel_xfm_save and
+ * kel_xfm_load ("Bad xfm file" for an invalid file). */
 KELKIT_API int kel_perspective_xfm_save(const KelPerspectiveXfm *xfm, const char *path);
 KELKIT_API int kel_perspective_xfm_load(KelPerspectiveXfm *xfm, const char *path);
 
@@ -225,15 +224,16 @@ KELKIT_API int kel_chessboard_render(Image *dst, const KelXfm *camera, int cols,
  * (pixels) and wx, wy (world points on the target plane). A closed-form
  * estimate from the views' homographies (zero skew; when strong distortion
  * defeats it, focal lengths alone about the pixels' centre, or a start at
- * the pixels' spread) is refined with the
- * radial and tangential distortion and every view's pose by Levenberg-
- * Marquardt on the pixel residuals. xfm becomes KEL_XFM_CAMERA, mapping
+ * the pixels' spread) is refined together with the radial and tangential
+ * distortion and every view's pose by Levenberg-Marquardt on the pixel
+ * residuals. xfm becomes KEL_XFM_CAMERA, mapping
  * between pixels and the target plane of view `plane_view`; its residuals
  * are those of all points. view_rms (optional, `views` values) receives
  * each view's root-mean-square residual.
  * Returns 0; 10 null pointer, views < 2, a count < 6, plane_view out of
  * range, a value that is not finite; 14 no camera fits the views (for
- * instance all views parallel to the target: "Calibration failed"). xfm is
+ * instance views that all face the camera squarely, which cannot tell the
+ * focal length from the distance: "Calibration failed"). xfm is
  * unchanged after a failure. */
 KELKIT_API int kel_calibrate_camera(int views, const int *counts, const double *px,
                                     const double *py, const double *wx, const double *wy,
