@@ -247,10 +247,23 @@ KELKIT_API int kel_search_save_params_to_mem(const KelSearchParams *params, void
 
 /* Reads a memory image: every field the writer writes (the reserved word
  * included), then a model of the width at H + 12 and the height at H + 16,
- * and recomputes the normalisation. The buffer is trusted to hold the whole
- * block. Returns 0; 10 null record or buffer, wrong magic, header size below
- * 168, or width or height below 1 (nothing changed); 4 out of memory. */
+ * and recomputes the normalisation. This form trusts the buffer to hold the
+ * whole block its words describe (it has no length to check against); it
+ * still refuses a header size above 1 MiB or a model above 32768 pixels a
+ * side or 2^26 pixels, before reading through them. Use
+ * kel_search_load_params_from_mem2 for blocks from outside. Returns 0; 10
+ * null record or buffer, wrong magic, header size below 168 or above the
+ * limit, or width or height below 1 or above the limits (nothing changed); 4
+ * out of memory. */
 KELKIT_API int kel_search_load_params_from_mem(KelSearchParams *params, const void *buffer);
+
+/* The same for a block of `size` bytes: nothing is read at or beyond
+ * buffer + size. Also 10 for a negative size ("Size must not be negative")
+ * and for a block too short for its fixed fields ("Block too small"), its
+ * model size words ("Bad header size") or the pixels they describe ("Bad
+ * model size"). */
+KELKIT_API int kel_search_load_params_from_mem2(KelSearchParams *params, const void *buffer,
+                                                int size);
 
 #ifdef __cplusplus
 }

@@ -413,11 +413,22 @@ KELKIT_API int kel_vela_search_save_params_to_mem(const KelVelaParams *params, v
 
 /* Reads a memory image back, field by field as the writer wrote it,
  * installs the operations of its alg and replaces the model (the rotated
- * copies are remade by the next find). The buffer is trusted to hold the
- * whole block. Returns 0; 10 null record or buffer, wrong magic, pixel offset
- * below 188, width or height below 1, or alg outside 0..alg_max (nothing
- * changed); 4 out of memory. */
+ * copies are remade by the next find). This form trusts the buffer to hold
+ * the whole block its words describe (it has no length to check against);
+ * it still refuses a block describing a pixel offset above 1 MiB or a model
+ * above 32768 pixels a side or 2^26 pixels, before reading through it. Use
+ * kel_vela_search_load_params_from_mem2 for blocks from outside. Returns 0;
+ * 10 null record or buffer, wrong magic, pixel offset below 188 or above the
+ * limit, width or height below 1 or above the limits, or alg outside
+ * 0..alg_max (nothing changed); 4 out of memory. */
 KELKIT_API int kel_vela_search_load_params_from_mem(KelVelaParams *params, const void *buffer);
+
+/* The same for a block of `size` bytes: nothing is read at or beyond
+ * buffer + size. Also 10 for a negative size ("Size must not be negative")
+ * and for a block too short for its fixed fields ("Block too small") or for
+ * the pixels it describes ("Bad model size"). */
+KELKIT_API int kel_vela_search_load_params_from_mem2(KelVelaParams *params, const void *buffer,
+                                                     int size);
 
 #ifdef __cplusplus
 }

@@ -3,11 +3,11 @@
 // blocks, and the text parameter files with their companion model images.
 #pragma once
 
-#include "frame/regular_file.hpp"
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include "frame/regular_file.hpp"
 
 #include "frame/call.hpp"
 #include "frame/image_guard.hpp"
@@ -57,6 +57,24 @@ int mem_size_query(const char *name, const Params *p, int *size, Required &&requ
 
 // The status of a parameter file that cannot be opened, written or read.
 inline constexpr int kFileFailure = 9;
+
+// What a memory image may describe: a header (pixel offset) of at most 1 MiB
+// and a model of at most 32768 pixels a side and 2^26 pixels in all. A block
+// describing more is refused before anything is read past its fixed fields.
+inline constexpr std::int64_t kMaxBlockHeader = 1 << 20;
+inline constexpr int kMaxModelSide = 32768;
+inline constexpr std::int64_t kMaxModelPixels = std::int64_t{1} << 26;
+
+inline bool model_size_ok(int width, int height) {
+  return width >= 1 && height >= 1 && width <= kMaxModelSide && height <= kMaxModelSide &&
+         std::int64_t{width} * height <= kMaxModelPixels;
+}
+
+// True when `size` (negative: unknown, the block is trusted) holds `end`
+// bytes.
+inline bool within(std::int64_t size, std::int64_t end) {
+  return size < 0 || end <= size;
+}
 
 // The model image's default name: the path without everything from its last
 // dot (anywhere in the path), plus ".bmp".

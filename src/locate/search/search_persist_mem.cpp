@@ -97,29 +97,53 @@ KELKIT_API int kel_search_save_params_to_mem(const KelSearchParams *p, void *buf
   });
 }
 
-KELKIT_API int kel_search_load_params_from_mem(KelSearchParams *p, const void *buffer) {
-  return kel::guarded("kel_search_load_params_from_mem", [&](const char *fn) -> int {
-    if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
-    if (int e = kel::need_pointer(fn, buffer, "Buffer is NULL")) return e;
-    const auto *b = static_cast<const std::uint8_t *>(buffer);
-    if (get32(b, kOffMagic) != kMagic) return kel::fail(fn, KEL_ERR_ARGUMENT, "Not a search block");
-    const std::int64_t h = static_cast<std::int32_t>(get32(b, kOffHeader));
-    if (h < kMinHeaderSize) return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad header size");
-    const int width = static_cast<std::int32_t>(get32(b, h + kRelSize));
-    const int height = static_cast<std::int32_t>(get32(b, h + kRelHeight));
-    if (width < 1 || height < 1) return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad model size");
-    kel::ImagePtr model = get_rows(b + h + kRelPixels, width, height);
+}  // extern "C"
 
-    for (std::size_t i = 0; i < std::size(kSettings); ++i)
-      p->*kSettings[i] = static_cast<std::int32_t>(get32(b, kOffSettings + 4 * i));
-    for (std::size_t i = 0; i < std::size(kTrained); ++i)
-      p->*kTrained[i] = static_cast<std::int32_t>(get32(b, kOffTrained + 4 * i));
-    p->subpix_bias_x = get_double(b, kOffBiasX);
-    p->subpix_bias_y = get_double(b, kOffBiasY);
-    if (p->model) im_delete(p->model);
-    p->model = model.release();
-    kel::locate::set_score_constants(p, p->model);
-    return KEL_OK;
+namespace {
+
+// Reads a block of `size` bytes (negative: trusted, unknown) into p; every
+// offset and size the block gives is checked against the layout and the
+// limits before anything is read through it, and p changes only on success.
+int load_block(const char *fn, KelSearchParams *p, const void *buffer, std::int64_t size) {
+  if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
+  if (int e = kel::need_pointer(fn, buffer, "Buffer is NULL")) return e;
+  const auto *b = static_cast<const std::uint8_t *>(buffer);
+  if (!within(size, kOffBiasY + 8)) return kel::fail(fn, KEL_ERR_ARGUMENT, "Block too small");
+  if (get32(b, kOffMagic) != kMagic) return kel::fail(fn, KEL_ERR_ARGUMENT, "Not a search block");
+  const std::int64_t h = static_cast<std::int32_t>(get32(b, kOffHeader));
+  if (h < kMinHeaderSize || h > kMaxBlockHeader || !within(size, h + kRelPixels))
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad header size");
+  const int width = static_cast<std::int32_t>(get32(b, h + kRelSize));
+  const int height = static_cast<std::int32_t>(get32(b, h + kRelHeight));
+  if (!model_size_ok(width, height) || !within(size, h + kRelPixels + std::int64_t{width} * height))
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad model size");
+  kel::ImagePtr model = get_rows(b + h + kRelPixels, width, height);
+
+  for (std::size_t i = 0; i < std::size(kSettings); ++i)
+    p->*kSettings[i] = static_cast<std::int32_t>(get32(b, kOffSettings + 4 * i));
+  for (std::size_t i = 0; i < std::size(kTrained); ++i)
+    p->*kTrained[i] = static_cast<std::int32_t>(get32(b, kOffTrained + 4 * i));
+  p->subpix_bias_x = get_double(b, kOffBiasX);
+  p->subpix_bias_y = get_double(b, kOffBiasY);
+  if (p->model) im_delete(p->model);
+  p->model = model.release();
+  kel::locate::set_score_constants(p, p->model);
+  return KEL_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API int kel_search_load_params_from_mem(KelSearchParams *p, const void *buffer) {
+  return kel::guarded("kel_search_load_params_from_mem",
+                      [&](const char *fn) { return load_block(fn, p, buffer, -1); });
+}
+
+KELKIT_API int kel_search_load_params_from_mem2(KelSearchParams *p, const void *buffer, int size) {
+  return kel::guarded("kel_search_load_params_from_mem2", [&](const char *fn) -> int {
+    if (size < 0) return kel::fail(fn, KEL_ERR_ARGUMENT, "Size must not be negative");
+    return load_block(fn, p, buffer, size);
   });
 }
 

@@ -1,5 +1,6 @@
 // The vela search's memory image: a flat little-endian block with a fixed
 // header and the model pixels at offset H = 188.
+#include <algorithm>
 #include <cstdint>
 
 #include "frame/call.hpp"
@@ -91,35 +92,71 @@ KELKIT_API int kel_vela_search_save_params_to_mem(const KelVelaParams *p, void *
   });
 }
 
-KELKIT_API int kel_vela_search_load_params_from_mem(KelVelaParams *p, const void *buffer) {
-  return kel::guarded("kel_vela_search_load_params_from_mem", [&](const char *fn) -> int {
-    if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
-    if (int e = kel::need_pointer(fn, buffer, "Buffer is NULL")) return e;
-    const auto *b = static_cast<const std::uint8_t *>(buffer);
-    if (get32(b, kOffMagic) != kMagic) return kel::fail(fn, KEL_ERR_ARGUMENT, "Not a vela block");
-    const std::int64_t h = static_cast<std::int32_t>(get32(b, kOffHeader));
-    if (h < kHeaderSize) return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad pixel offset");
-    const int width = static_cast<std::int32_t>(get32(b, kOffWidth));
-    const int height = static_cast<std::int32_t>(get32(b, kOffHeight));
-    if (width < 1 || height < 1) return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad model size");
-    const int alg = static_cast<std::int32_t>(get32(b, kOffAlg));
-    if (alg < 0 || alg > p->alg_max || alg > 2)
-      return kel::fail(fn, KEL_ERR_ARGUMENT, "Algorithm out of range");
-    kel::ImagePtr model = get_rows(b + h, width, height);
+}  // extern "C"
 
-    p->linear_scale[0] = get_double(b, kOffScale);
-    p->linear_offset[0] = get_double(b, kOffOffset);
-    p->sub_pixel_grid[0] = static_cast<std::int32_t>(get32(b, kOffGrid));
-    p->sub_pixel_grid[1] = static_cast<std::int32_t>(get32(b, kOffGrid + 4));
-    for (const IntAt &f : kInts)
-      p->*f.field = static_cast<std::int32_t>(get32(b, f.off));
-    for (const DoubleAt &f : kDoubles)
-      p->*f.field = get_double(b, f.off);
-    kel::locate::install_alg(p, alg);
-    kel::locate::drop_derived(p);
-    if (p->model) im_delete(p->model);
-    p->model = model.release();
-    return KEL_OK;
+namespace {
+
+// The end of the block's fixed fields: the furthest field read besides the
+// pixels.
+std::int64_t fixed_end() {
+  std::int64_t end = std::max(kOffAlg + 4, kOffGrid + 8);
+  for (const IntAt &f : kInts)
+    end = std::max<std::int64_t>(end, f.off + 4);
+  for (const DoubleAt &f : kDoubles)
+    end = std::max<std::int64_t>(end, f.off + 8);
+  return end;
+}
+
+// Reads a block of `size` bytes (negative: trusted, unknown) into p; every
+// offset and size is checked against the layout and the limits first, and p
+// changes only on success.
+int load_block(const char *fn, KelVelaParams *p, const void *buffer, std::int64_t size) {
+  if (int e = kel::need_pointer(fn, p, "Params is NULL")) return e;
+  if (int e = kel::need_pointer(fn, buffer, "Buffer is NULL")) return e;
+  const auto *b = static_cast<const std::uint8_t *>(buffer);
+  if (!within(size, fixed_end())) return kel::fail(fn, KEL_ERR_ARGUMENT, "Block too small");
+  if (get32(b, kOffMagic) != kMagic) return kel::fail(fn, KEL_ERR_ARGUMENT, "Not a vela block");
+  const std::int64_t h = static_cast<std::int32_t>(get32(b, kOffHeader));
+  if (h < kHeaderSize || h > kMaxBlockHeader)
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad pixel offset");
+  const int width = static_cast<std::int32_t>(get32(b, kOffWidth));
+  const int height = static_cast<std::int32_t>(get32(b, kOffHeight));
+  if (!model_size_ok(width, height) || !within(size, h + std::int64_t{width} * height))
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Bad model size");
+  const int alg = static_cast<std::int32_t>(get32(b, kOffAlg));
+  if (alg < 0 || alg > p->alg_max || alg > 2)
+    return kel::fail(fn, KEL_ERR_ARGUMENT, "Algorithm out of range");
+  kel::ImagePtr model = get_rows(b + h, width, height);
+
+  p->linear_scale[0] = get_double(b, kOffScale);
+  p->linear_offset[0] = get_double(b, kOffOffset);
+  p->sub_pixel_grid[0] = static_cast<std::int32_t>(get32(b, kOffGrid));
+  p->sub_pixel_grid[1] = static_cast<std::int32_t>(get32(b, kOffGrid + 4));
+  for (const IntAt &f : kInts)
+    p->*f.field = static_cast<std::int32_t>(get32(b, f.off));
+  for (const DoubleAt &f : kDoubles)
+    p->*f.field = get_double(b, f.off);
+  kel::locate::install_alg(p, alg);
+  kel::locate::drop_derived(p);
+  if (p->model) im_delete(p->model);
+  p->model = model.release();
+  return KEL_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+KELKIT_API int kel_vela_search_load_params_from_mem(KelVelaParams *p, const void *buffer) {
+  return kel::guarded("kel_vela_search_load_params_from_mem",
+                      [&](const char *fn) { return load_block(fn, p, buffer, -1); });
+}
+
+KELKIT_API int kel_vela_search_load_params_from_mem2(KelVelaParams *p, const void *buffer,
+                                                     int size) {
+  return kel::guarded("kel_vela_search_load_params_from_mem2", [&](const char *fn) -> int {
+    if (size < 0) return kel::fail(fn, KEL_ERR_ARGUMENT, "Size must not be negative");
+    return load_block(fn, p, buffer, size);
   });
 }
 
