@@ -8,22 +8,12 @@
 
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
+#include "frame/round_store.hpp"
 #include "kelkit/pattern.h"
 
 namespace {
 
 constexpr int kSub = 16;
-
-template <class T>
-T store(double v) {
-  if constexpr (std::is_same_v<T, float>) {
-    return static_cast<T>(v);
-  } else {
-    v = std::floor(v + 0.5);
-    const double hi = std::numeric_limits<T>::max();
-    return static_cast<T>(v < 0 ? 0 : (v > hi ? hi : v));
-  }
-}
 
 // Fills img with low + (high - low) * f(x, y); f is given the pixel centre.
 template <class F>
@@ -37,7 +27,7 @@ int fill(const char *fn, Image *img, double low, double high, F f) {
     for (int y = 0; y < img->dy; ++y) {
       T *r = kel::row<T>(img, y);
       for (int x = 0; x < img->dx; ++x)
-        r[x] = store<T>(low + (high - low) * f(x, y));
+        r[x] = kel::round_to_pixel<T>(low + (high - low) * f(x, y));
     }
     return KEL_OK;
   });

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "frame/pixels.hpp"
+#include "frame/round_store.hpp"
 #include "kelkit/profile.h"
 #include "tools/profile/profile_checks.hpp"
 
@@ -104,16 +105,8 @@ KELKIT_API int ar_to_image(const double *src, int n, Image *img, int y) {
     if (int e = kel::need_pixel_type(fn, img)) return e;
     return kel::with_pixel_type(img->type, int{KEL_ERR_TYPE}, [&]<class T>() {
       T *r = kel::row<T>(img, y);
-      for (int x = 0; x < n; ++x) {
-        if constexpr (std::is_same_v<T, float>) {
-          r[x] = static_cast<float>(src[x]);
-        } else {
-          double hi = std::numeric_limits<T>::max();
-          double v = std::floor(src[x] + 0.5);
-          v = v < 0 ? 0 : (v > hi ? hi : v);
-          r[x] = static_cast<T>(std::isnan(v) ? 0 : v);
-        }
-      }
+      for (int x = 0; x < n; ++x)
+        r[x] = kel::round_to_pixel<T>(src[x]);
       return KEL_OK;
     });
   });

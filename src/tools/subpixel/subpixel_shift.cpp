@@ -9,21 +9,11 @@
 
 #include "frame/call.hpp"
 #include "frame/pixels.hpp"
+#include "frame/round_store.hpp"
 #include "kelkit/subpixel.h"
 #include "tools/subpixel/spectrum.hpp"
 
 namespace {
-
-template <class T>
-T store(double v) {
-  if constexpr (std::is_same_v<T, float>) {
-    return static_cast<T>(v);
-  } else {
-    v = std::floor(v + 0.5);
-    const double hi = std::numeric_limits<T>::max();
-    return static_cast<T>(v < 0 ? 0 : (v > hi ? hi : v));
-  }
-}
 
 // Cubic convolution weights for the four taps around a fraction t.
 void cubic_weights(double t, double w[4]) {
@@ -72,7 +62,7 @@ void interpolate_shift(const Image *src, Image *dst, double dx, double dy, bool 
       for (int k = 0; k < 4; ++k)
         if (wy[k] != 0)
           s += wy[k] * rows[static_cast<std::size_t>(clampi(long(y + fy) + k - 1, h)) * w + x];
-      out[x] = store<T>(s);
+      out[x] = kel::round_to_pixel<T>(s);
     }
   }
 }
@@ -114,7 +104,7 @@ bool spectral_shift(const Image *src, Image *dst, double dx, double dy) {
       const float *r = kel::row<float>(s.re.get(), y);
       T *out = kel::row<T>(dst, y);
       for (int x = 0; x < w; ++x)
-        out[x] = store<T>(r[x]);
+        out[x] = kel::round_to_pixel<T>(r[x]);
     }
     return 0;
   });
