@@ -66,7 +66,8 @@ typedef struct KelVelaParams {
   int suspicious;        /* percent: a single match below it is retried, see auto_retry (60) */
   int auto_retry;        /* 1: retry doubtful single matches with shifted and finer grids (1) */
   int sub_pixel;         /* sub-pixel mode 0..3, see kel_vela_search_find (0) */
-  int sub_pixel_grid[2]; /* grid divisions per pixel in x and y of modes 2 and 3 (1, 1) */
+  int sub_pixel_grid[2]; /* grid divisions per pixel in x and y of modes 2 and 3 (1, 1);
+                            values are used within 1..64 */
   int trained_step_x;    /* coarse position spacing chosen by training (8) */
   int trained_step_y;
   int trained_pattern_x; /* sampling intervals chosen by training (8) */

@@ -58,10 +58,10 @@ void run_search(KelSearchParams *p, const Area8 &scene, bool retry, std::vector<
   if (c < best) kept.swap(trial), best = c;
   s.mode = 0;
   for (int i = 0; i < p->retry_count; ++i) {
-    s.step_x = std::max(sx + sx * p->retry_step_x_pct[i] / 100, 3);
-    s.step_y = std::max(sy + sy * p->retry_step_y_pct[i] / 100, 3);
-    s.pattern_x = std::max(px + px * p->retry_pattern_x_pct[i] / 100, 3);
-    s.pattern_y = std::max(py + py * p->retry_pattern_y_pct[i] / 100, 3);
+    s.step_x = kel::locate::retry_value(sx, p->retry_step_x_pct[i]);
+    s.step_y = kel::locate::retry_value(sy, p->retry_step_y_pct[i]);
+    s.pattern_x = kel::locate::retry_value(px, p->retry_pattern_x_pct[i]);
+    s.pattern_y = kel::locate::retry_value(py, p->retry_pattern_y_pct[i]);
     c = single_scan(p->model, scene, store, s, trial.data(), count);
     if (c < p->suspicious) {
       kept.swap(trial);

@@ -88,6 +88,14 @@ int clamp_cost(double d);
 // pixels every max(px, 4) columns, odd rows offset by half a run spacing.
 // px <= 4 with py == 1 is the full form. Built once per model, intervals and
 // scene pitch; cost() is then cheap.
+// A step or interval changed by pct percent for a retry, at least 3: formed
+// in 64 bits and held to the int range, so record values of any size are safe
+// (for ordinary values the same as v + v * pct / 100 in int).
+inline int retry_value(int v, int pct) {
+  const long long r = v + static_cast<long long>(v) * pct / 100;
+  return static_cast<int>(r < 3 ? 3 : (r > 2147483647LL ? 2147483647LL : r));
+}
+
 class Sampler {
  public:
   Sampler(const Image *model, int px, int py, std::ptrdiff_t scene_pitch);

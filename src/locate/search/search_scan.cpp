@@ -43,15 +43,22 @@ class Samplers {
 // never negative).
 Best grid_search(const Area8 &scene, const Sampler &s, int x0, int x1, int y0, int y1, int tx,
                  int ty, int threshold) {
+  // Positions step in 64 bits: steps from a record may be as large as an
+  // int holds, and x + tx must not wrap.
   Best b;
-  for (int y = y0; y <= y1; y += ty) {
-    for (int x = (y % 2 == 0) ? x0 + tx / 2 : x0; x <= x1; x += tx) {
-      int c = s.cost(scene.at(x, y));
-      if (c < b.cost) b = {x, y, c};
+  for (long long y = y0; y <= y1; y += ty) {
+    for (long long x = (y % 2 == 0) ? x0 + tx / 2 : x0; x <= x1; x += tx) {
+      int c = s.cost(scene.at(int(x), int(y)));
+      if (c < b.cost) b = {int(x), int(y), c};
       if (c < threshold) return b;
     }
   }
   return b;
+}
+
+// p + offset held to 0 .. max, formed in 64 bits.
+int around(int p, long long offset, int max) {
+  return static_cast<int>(std::clamp<long long>(p + offset, 0, max));
 }
 
 // Inserts (x, y, c) after every stored entry of lower or equal cost,
@@ -139,12 +146,12 @@ int single_scan(const Image *model, const Area8 &scene, const CandidateStore &st
 
   // 1. Coarse stage on the staggered grid.
   {
-    const int x0 = set.mode ? sx / 2 : 0, y0 = set.mode ? sy / 2 : 0;
+    const long long x0 = set.mode ? sx / 2 : 0, y0 = set.mode ? sy / 2 : 0;
     bool stop = false;
-    for (int y = y0; y <= max_y && !stop; y += sy)
-      for (int x = (y % 2 == 0) ? x0 + sx / 2 : x0; x <= max_x; x += sx) {
-        int c = coarse.cost(scene.at(x, y));
-        if (c < st.cost[st.capacity - 1]) insert_candidate(st, x, y, c);
+    for (long long y = y0; y <= max_y && !stop; y += sy)
+      for (long long x = (y % 2 == 0) ? x0 + sx / 2 : x0; x <= max_x; x += sx) {
+        int c = coarse.cost(scene.at(int(x), int(y)));
+        if (c < st.cost[st.capacity - 1]) insert_candidate(st, int(x), int(y), c);
         if (c < threshold) {
           stop = true;
           break;
@@ -155,9 +162,9 @@ int single_scan(const Image *model, const Area8 &scene, const CandidateStore &st
   // 2. Candidate stage: a grid search of +-2 steps around each candidate.
   int best = -1;
   for (int i = 0; i < st.capacity && st.cost[i] != kEmptyCost; ++i) {
-    Best b = grid_search(scene, coarse, std::max(st.x[i] - 2 * sx, 0),
-                         std::min(st.x[i] + 2 * sx, max_x), std::max(st.y[i] - 2 * sy, 0),
-                         std::min(st.y[i] + 2 * sy, max_y), sx, sy, threshold);
+    Best b = grid_search(scene, coarse, around(st.x[i], -2LL * sx, max_x),
+                         around(st.x[i], 2LL * sx, max_x), around(st.y[i], -2LL * sy, max_y),
+                         around(st.y[i], 2LL * sy, max_y), sx, sy, threshold);
     if (b.cost != kEmptyCost) {
       st.x[i] = b.x;
       st.y[i] = b.y;
@@ -193,9 +200,9 @@ int single_scan(const Image *model, const Area8 &scene, const CandidateStore &st
     int tx = std::max(sx / 2, 1), ty = std::max(sy / 2, 1);
     int qx = std::max(px / 2, 1), qy = std::max(py / 2, 1);
     while (tx >= 3 || ty >= 3) {
-      Best b = grid_search(scene, samplers.get(qx, qy), std::max(cx - 2 * tx, 0),
-                           std::min(cx + 2 * tx, max_x), std::max(cy - 2 * ty, 0),
-                           std::min(cy + 2 * ty, max_y), tx, ty, 0);
+      Best b = grid_search(scene, samplers.get(qx, qy), around(cx, -2LL * tx, max_x),
+                           around(cx, 2LL * tx, max_x), around(cy, -2LL * ty, max_y),
+                           around(cy, 2LL * ty, max_y), tx, ty, 0);
       if (b.cost != kEmptyCost) cx = b.x, cy = b.y;
       tx = std::max(tx / 2, 1);
       ty = std::max(ty / 2, 1);

@@ -125,11 +125,13 @@ Sampler::Sampler(const Image *model, int px, int py, std::ptrdiff_t scene_pitch)
   const int spacing = std::max(px, 4);
   const int base = (w % 4) / 2;
   py = std::max(py, 1);
-  for (int r = 0; r < h; r += py) {
-    int start = (r % 2 == 0) ? base : spacing / 2 + base;
-    for (int c = start; c + 4 <= w; c += spacing) {
+  // Rows and columns step in 64 bits: intervals from a record may be as
+  // large as an int holds.
+  for (long long r = 0; r < h; r += py) {
+    long long start = (r % 2 == 0) ? base : spacing / 2 + base;
+    for (long long c = start; c + 4 <= w; c += spacing) {
       offsets_.push_back(scene_pitch * r + c);
-      const std::uint8_t *m = model_.at(c, r);
+      const std::uint8_t *m = model_.at(int(c), int(r));
       values_.insert(values_.end(), m, m + 4);
     }
   }

@@ -71,10 +71,10 @@ void retry(const KelVelaParams *p, const ScanContext &ctx, int suspicious, Coars
   const int sx = ctx.settings.step_x, sy = ctx.settings.step_y;
   const int px = ctx.settings.pattern_x, py = ctx.settings.pattern_y;
   for (int i = 0; i < p->retry_count; ++i) {
-    s.step_x = std::max(sx + sx * p->retry_step_x_pct[i] / 100, 3);
-    s.step_y = std::max(sy + sy * p->retry_step_y_pct[i] / 100, 3);
-    s.pattern_x = std::max(px + px * p->retry_pattern_x_pct[i] / 100, 3);
-    s.pattern_y = std::max(py + py * p->retry_pattern_y_pct[i] / 100, 3);
+    s.step_x = kel::locate::retry_value(sx, p->retry_step_x_pct[i]);
+    s.step_y = kel::locate::retry_value(sy, p->retry_step_y_pct[i]);
+    s.pattern_x = kel::locate::retry_value(px, p->retry_pattern_x_pct[i]);
+    s.pattern_y = kel::locate::retry_value(py, p->retry_pattern_y_pct[i]);
     if (trial(s)) return;
   }
 }

@@ -25,7 +25,11 @@ struct Corner {
 };
 
 Corner corner_of(const MeasureSetup &ms, const Pose &pose) {
-  const double x = pose.x - (ms.inner.w - 1) / 2.0, y = pose.y - (ms.inner.h - 1) / 2.0;
+  double x = pose.x - (ms.inner.w - 1) / 2.0, y = pose.y - (ms.inner.h - 1) / 2.0;
+  // A pose far outside any image (or not a number) becomes a corner that
+  // is outside too, without an out-of-range conversion to int.
+  if (!(std::fabs(x) < 1e9)) x = -1e9;
+  if (!(std::fabs(y) < 1e9)) y = -1e9;
   Corner c;
   c.left = static_cast<int>(std::floor(x));
   c.top = static_cast<int>(std::floor(y));
@@ -64,7 +68,10 @@ double clamp100(double v) {
 
 void refine_on_grid(const KelVelaParams *p, const MeasureSetup &ms, const Area8 &scene,
                     Pose &pose) {
-  const int gx = std::max(p->sub_pixel_grid[0], 1), gy = std::max(p->sub_pixel_grid[1], 1);
+  // The grid divides a pixel into at most kMaxSubPixelGrid steps per axis
+  // (finer steps measure nothing more and would cost without bound).
+  const int gx = std::clamp(p->sub_pixel_grid[0], 1, kMaxSubPixelGrid);
+  const int gy = std::clamp(p->sub_pixel_grid[1], 1, kMaxSubPixelGrid);
   const int hx = gx > 1 ? gx / 2 : 0, hy = gy > 1 ? gy / 2 : 0;
   const int wx = 2 * hx + 1, wy = 2 * hy + 1;
   std::vector<double> cost(std::size_t(wx) * wy);

@@ -7,6 +7,10 @@
 
 namespace kel::locate {
 
+// Largest sub-pixel grid setting the measurement uses per axis; larger
+// settings (from a file or a setter) are taken as this.
+inline constexpr int kMaxSubPixelGrid = 64;
+
 // A match: the model's centre in the scanned image and its angle.
 struct Pose {
   double x = 0.0, y = 0.0;

@@ -38,10 +38,14 @@ void local_scan(const ScanContext &ctx, int index, int left, int top, AngleHit &
   const Image *m = (*ctx.models)[index];
   const Area8 &scene = *ctx.scene;
   const int max_x = scene.dx - m->dx, max_y = scene.dy - m->dy;
-  const int rx = 2 * std::max(ctx.settings.step_x, 1) + 4;
-  const int ry = 2 * std::max(ctx.settings.step_y, 1) + 4;
-  const int x0 = std::max(left - rx, 0), x1 = std::min(left + rx, max_x);
-  const int y0 = std::max(top - ry, 0), y1 = std::min(top + ry, max_y);
+  // Reaches formed in 64 bits: steps from a record may be as large as an
+  // int holds.
+  const long long rx = 2LL * std::max(ctx.settings.step_x, 1) + 4;
+  const long long ry = 2LL * std::max(ctx.settings.step_y, 1) + 4;
+  const int x0 = static_cast<int>(std::max<long long>(left - rx, 0));
+  const int x1 = static_cast<int>(std::min<long long>(left + rx, max_x));
+  const int y0 = static_cast<int>(std::max<long long>(top - ry, 0));
+  const int y1 = static_cast<int>(std::min<long long>(top + ry, max_y));
   Area8 window = shifted(scene, x0, y0);
   window.dx = x1 - x0 + m->dx;
   window.dy = y1 - y0 + m->dy;
