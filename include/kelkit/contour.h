@@ -38,8 +38,8 @@
  *     P points of { double x, double y, double direction, int32 attribute },
  *     C contours of { int32 start, int32 count, int32 closed }.
  * A file is accepted only when its size equals what the counts announce, the
- * counts are at most 2^24 (points) and 2^22 (contours), every coordinate and
- * direction is finite, every contour has at least one point and lies within
+ * counts are at most 2^24 (points) and 2^22 (contours), every coordinate lies
+ * within 10^7 of the origin, every direction is finite, every contour has at least one point and lies within
  * the point arrays, and every closed flag is 0 or 1.
  *
  * Status codes: 10 null set, null path or bad argument; 1 null image; 13 the

@@ -270,7 +270,8 @@ KELKIT_API int kel_vela_360_save_params(kel_vela_360_params *p, const char *path
  * contours are read from beside the file (".trc"); when bCentroidReference
  * is set the reference point moves to their centroid; then the R-table is
  * rebuilt. nReversedPolarity and nAux8 keep their values. Returns 0, 111
- * (null record) or 112 (file missing or malformed, image unreadable);
+ * (null record) or 112 (file missing or malformed, a chord span outside
+ * 0..100000, image unreadable);
  * nothing is reported.
  */
 KELKIT_API int kel_vela_360_load_params(kel_vela_360_params *p, const char *path);

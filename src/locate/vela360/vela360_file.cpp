@@ -1,6 +1,5 @@
 // The 360 search parameter file: 97 text lines in a fixed order, beside a
 // model image (".bmp" unless named) and the model contours (".trc").
-#include "frame/regular_file.hpp"
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <iterator>
 #include <string>
 #include <vector>
+#include "frame/regular_file.hpp"
 
 #include "frame/call.hpp"
 #include "frame/image_guard.hpp"
@@ -155,6 +155,9 @@ KELKIT_API int kel_vela_360_load_params(kel_vela_360_params *p, const char *path
       q.dPatternMinAngle = -kel::locate::kPi;
       q.dPatternMaxAngle = kel::locate::kPi;
     }
+    // A chord span no contour of an image can use would only cost memory
+    // and time (the table has 2 k + 20 bins in mode 0): refused.
+    if (q.nChordSpan < 0 || q.nChordSpan > kel::locate::kMaxChordSpan) return KEL_ERR_FILE;
     std::fclose(f);
     file.f = nullptr;
     for (const Field &field : kFields) {

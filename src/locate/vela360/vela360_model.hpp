@@ -13,6 +13,10 @@ namespace kel::locate {
 constexpr double kPi = 3.141592653589793;
 constexpr double kTwoPi = 6.283185307179586;
 
+// Largest chord span a model can use: a contour needs 2 k + 1 points to be
+// described, and no table is built for a larger span.
+constexpr int kMaxChordSpan = 100000;
+
 // The shape of point i of a contour for the R-table: the chord angle, the
 // reversed chord angle, the deviation e and the bin index (-1 when the point
 // is skipped, -2 when the index ends the contour).

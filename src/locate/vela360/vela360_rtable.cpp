@@ -32,6 +32,7 @@ long round_half_away(double v) {
 }  // namespace
 
 int rtable_bins(int mode, int span) {
+  if (span < 0 || span > kMaxChordSpan) return 0;
   if (mode == 0) return 2 * span + 20;
   if (mode == 1 || mode == 2) return 4096;
   return 0;

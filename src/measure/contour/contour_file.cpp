@@ -1,11 +1,11 @@
 // The ".trc" contour file: a little-endian binary encoding of the contour
 // set, and a parser that checks every count and value against the bytes
 // present before it changes the set.
-#include "frame/regular_file.hpp"
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
+#include "frame/regular_file.hpp"
 
 #include "measure/contour/contour_internal.hpp"
 #include "measure/contour/contour_set.hpp"
@@ -73,7 +73,9 @@ bool decode_contours(const std::uint8_t *data, std::size_t size, KelContourSet &
     in.y[i] = get64(p + 8);
     in.direction[i] = get64(p + 16);
     in.attribute[i] = get_int(p + 24);
-    if (!std::isfinite(in.x[i]) || !std::isfinite(in.y[i]) || !std::isfinite(in.direction[i]))
+    // Points lie in an image: finite, and within 10^7 pixels of its origin.
+    if (!(std::fabs(in.x[i]) <= 1e7) || !(std::fabs(in.y[i]) <= 1e7) ||
+        !std::isfinite(in.direction[i]))
       return false;
   }
   in.contours.resize(contours);
