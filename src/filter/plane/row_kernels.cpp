@@ -398,6 +398,15 @@ KEL_CLONES void column_symmetric(const float *const *r, const float *k, int radi
   }
 }
 
+KEL_CLONES void widen_u8(const std::uint8_t *in, int w, float *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = static_cast<float>(in[x]);
+}
+KEL_CLONES void widen_u16(const std::uint16_t *in, int w, float *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = static_cast<float>(in[x]);
+}
+
 KEL_CLONES void store_u8(const float *acc, int w, bool abs, std::uint8_t *out) {
   store_row(acc, w, abs, 255.0f, out);
 }

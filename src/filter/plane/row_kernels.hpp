@@ -25,6 +25,10 @@ void column_symmetric(const float *const *r, const float *k, int radius, int w, 
 // weights skipped; acc starts at 0).
 void column(const float *const *r, const float *c, int n, int w, float *acc);
 
+// out[x] = in[x] as float.
+void widen_u8(const std::uint8_t *in, int w, float *out);
+void widen_u16(const std::uint16_t *in, int w, float *out);
+
 // out[x] = v rounded half up into 0..top (top 255 or 65535), where
 // v = acc[x] limited to 0..top (abs: |acc[x]| limited to top; NaN as 0).
 void store_u8(const float *acc, int w, bool abs, std::uint8_t *out);
