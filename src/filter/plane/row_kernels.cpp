@@ -407,6 +407,28 @@ KEL_CLONES void widen_u16(const std::uint16_t *in, int w, float *out) {
     out[x] = static_cast<float>(in[x]);
 }
 
+// The running column sums of the mean filter: col[x] += in[x] - out[x].
+KEL_CLONES void slide_column_u8(std::uint16_t *col, const std::uint8_t *in, const std::uint8_t *out,
+                                int w) {
+  for (int x = 0; x < w; ++x)
+    col[x] = static_cast<std::uint16_t>(col[x] + in[x] - out[x]);
+}
+KEL_CLONES void slide_column_u16(std::uint32_t *col, const std::uint16_t *in,
+                                 const std::uint16_t *out, int w) {
+  for (int x = 0; x < w; ++x)
+    col[x] = col[x] + in[x] - out[x];
+}
+
+// diff[x] = col[x + k - 1] - col[x - 1] for 1 <= x < w (modulo 2^32).
+KEL_CLONES void sum_steps_u16(const std::uint16_t *col, int w, int k, std::uint32_t *diff) {
+  for (int x = 1; x < w; ++x)
+    diff[x] = static_cast<std::uint32_t>(col[x + k - 1]) - static_cast<std::uint32_t>(col[x - 1]);
+}
+KEL_CLONES void sum_steps_u32(const std::uint32_t *col, int w, int k, std::uint32_t *diff) {
+  for (int x = 1; x < w; ++x)
+    diff[x] = col[x + k - 1] - col[x - 1];
+}
+
 KEL_CLONES void store_u8(const float *acc, int w, bool abs, std::uint8_t *out) {
   store_row(acc, w, abs, 255.0f, out);
 }
