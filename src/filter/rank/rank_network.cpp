@@ -94,10 +94,6 @@ bool column_pruning_fits(int kx, int ky) {
 
 }  // namespace
 
-std::vector<std::pair<int, int>> rank_network(int n, int rank) {
-  return reaching(batcher(n), n, rank);
-}
-
 std::vector<std::pair<int, int>> sorting_network(int n) {
   return batcher(n);
 }
