@@ -70,7 +70,7 @@ void accumulate(Kernel<W> k, int w, Rows &&rows, A *acc) {
 struct Stripes {
   int width;  // of every stripe but the last
   Stripes(int w, int rows, int halo, std::size_t item, bool allowed) : width(w) {
-    const long budget = 96 * 1024 / static_cast<long>(item * rows) - halo;
+    const long budget = 384 * 1024 / static_cast<long>(item * rows) - halo;
     if (allowed && budget < w) width = std::max(128, static_cast<int>(budget) / 32 * 32);
   }
 };
