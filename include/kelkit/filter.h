@@ -1,6 +1,9 @@
 /*
  * kelkit/filter.h - neighbourhood filters: integer 3x3 convolution, the named
  * edge and sharpening kernels built on it, and 3x3 grey erosion and dilation.
+ * The filters of any size and pixel type are in kelkit/convolve.h
+ * (convolution, smoothing, gradients), kelkit/rank.h (rank and median) and
+ * kelkit/morphology.h (grey and binary morphology).
  *
  * Common rules of every operator here:
  *   - Source and destination are BYTE images or views of any sizes; the

@@ -70,7 +70,7 @@ void accumulate(Kernel<W> k, int w, Rows &&rows, A *acc) {
 struct Stripes {
   int width;  // of every stripe but the last
   Stripes(int w, int rows, int halo, std::size_t item, bool allowed) : width(w) {
-    const long budget = 96 * 1024 / static_cast<long>(item * rows) - halo;
+    const long budget = 384 * 1024 / static_cast<long>(item * rows) - halo;
     if (allowed && budget < w) width = std::max(128, static_cast<int>(budget) / 32 * 32);
   }
 };
@@ -87,9 +87,7 @@ inline void pad_range(const Image *src, int y, int w, int x0, int len, Span pad,
   const int lo = std::clamp(-first, 0, n), hi = std::clamp(w - first, lo, n);
   for (int i = 0; i < lo; ++i)
     out[i] = static_cast<A>(p[0]);
-  const T *q = p + first;
-  for (int i = lo; i < hi; ++i)
-    out[i] = static_cast<A>(q[i]);
+  convert_row(p + first + lo, hi - lo, out + lo);
   for (int i = hi; i < n; ++i)
     out[i] = static_cast<A>(p[w - 1]);
 }

@@ -1,9 +1,9 @@
 // The selection networks of the 3x3 and 5x5 medians for windows whose
 // columns arrive sorted (wire j * k + i is the j-th smallest of column i):
 // Batcher's odd-even merge sort pruned to the comparators that reach the
-// median and can still exchange something. rank_network() and the pruning
-// in rank_network.cpp derive them; a test checks that the tables equal what
-// they derive.
+// median and can still exchange something. selection_network() of
+// rank_network.cpp derives them; a test checks that the tables equal what it
+// derives.
 #pragma once
 
 #include <array>

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "filter/filter_rows.hpp"
+#include "filter/plane/row_kernels.hpp"
 #include "frame/call.hpp"
 #include "frame/image_guard.hpp"
 #include "frame/pixels.hpp"
@@ -154,6 +155,18 @@ class RowRing {
   std::vector<int> tag_;
 };
 
+// out[x] = in[x] converted, for x < w.
+template <class T, class A>
+inline void convert_row(const T *in, int w, A *out) {
+  if constexpr (std::is_same_v<A, float> && std::is_same_v<T, std::uint8_t>)
+    rows::widen_u8(in, w, out);
+  else if constexpr (std::is_same_v<A, float> && std::is_same_v<T, std::uint16_t>)
+    rows::widen_u16(in, w, out);
+  else
+    for (int x = 0; x < w; ++x)
+      out[x] = static_cast<A>(in[x]);
+}
+
 // Writes row y of `src` (area width w) converted to A and padded by `pad`.
 template <class T, class A>
 inline void pad_row(const Image *src, int y, int w, Span pad, A *out) {
@@ -162,8 +175,7 @@ inline void pad_row(const Image *src, int y, int w, Span pad, A *out) {
   for (int i = 0; i < pad.before; ++i)
     out[i] = first;
   A *mid = out + pad.before;
-  for (int x = 0; x < w; ++x)
-    mid[x] = static_cast<A>(p[x]);
+  convert_row(p, w, mid);
   for (int i = 0; i < pad.after; ++i)
     mid[w + i] = last;
 }

@@ -288,28 +288,90 @@ KEL_CLONES void median5_f32(const float *const *sorted, int w, float *out) {
   median_rows<float, 5>(sorted, kMedian5x5, w, out);
 }
 
-// Four vectors of accumulators (32 results) per pass over the taps, so that
-// the additions of one tap do not wait for each other.
+// Blocks of n vectors of accumulators (8n results) per pass over the taps,
+// so that the additions of one tap do not wait for each other; every result
+// takes its taps in the same order whatever the block.
+template <int N>
+KEL_INLINE void taps_block(const float *r, const float *k, int taps, float *acc) {
+  f8 a[N];
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    a[n] = load<f8>(acc + 8 * n);
+  for (int i = 0; i < taps; ++i) {
+    if (k[i] == 0.0f) continue;
+    const f8 c = k[i] + f8{};
+#pragma GCC unroll 8
+    for (int n = 0; n < N; ++n)
+      a[n] += c * load<f8>(r + i + 8 * n);
+  }
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    store(acc + 8 * n, a[n]);
+}
+
+template <int N>
+KEL_INLINE void column_block(const float *const *r, const float *c, int rows, int x, float *acc) {
+  f8 a[N];
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    a[n] = f8{};
+  for (int j = 0; j < rows; ++j) {
+    if (c[j] == 0.0f) continue;
+    const f8 cj = c[j] + f8{};
+#pragma GCC unroll 8
+    for (int n = 0; n < N; ++n)
+      a[n] += cj * load<f8>(r[j] + x + 8 * n);
+  }
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    store(acc + x + 8 * n, a[n]);
+}
+
+template <int N>
+KEL_INLINE void symmetric_block(const float *mid, const float *k, int radius, float *acc) {
+  const f8 c = k[0] + f8{};
+  f8 a[N];
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    a[n] = c * load<f8>(mid + 8 * n);
+  for (int i = 1; i <= radius; ++i) {
+    const f8 ci = k[i] + f8{};
+#pragma GCC unroll 8
+    for (int n = 0; n < N; ++n)
+      a[n] += ci * (load<f8>(mid - i + 8 * n) + load<f8>(mid + i + 8 * n));
+  }
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    store(acc + 8 * n, a[n]);
+}
+
+template <int N>
+KEL_INLINE void column_symmetric_block(const float *const *mid, const float *k, int radius, int x,
+                                       float *acc) {
+  const f8 c = k[0] + f8{};
+  f8 a[N];
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    a[n] = c * load<f8>(mid[0] + x + 8 * n);
+  for (int i = 1; i <= radius; ++i) {
+    const f8 ci = k[i] + f8{};
+    const float *lo = mid[-i] + x, *hi = mid[i] + x;
+#pragma GCC unroll 8
+    for (int n = 0; n < N; ++n)
+      a[n] += ci * (load<f8>(lo + 8 * n) + load<f8>(hi + 8 * n));
+  }
+#pragma GCC unroll 8
+  for (int n = 0; n < N; ++n)
+    store(acc + x + 8 * n, a[n]);
+}
+
 KEL_CLONES void taps(const float *r, const float *k, int taps, int w, float *acc, bool add) {
   if (!add) std::memset(acc, 0, sizeof(float) * static_cast<std::size_t>(w));
   int x = 0;
-  for (; x + 32 <= w; x += 32) {
-    f8 a0 = load<f8>(acc + x), a1 = load<f8>(acc + x + 8), a2 = load<f8>(acc + x + 16),
-       a3 = load<f8>(acc + x + 24);
-    for (int i = 0; i < taps; ++i) {
-      if (k[i] == 0.0f) continue;
-      const f8 c = k[i] + f8{};
-      const float *p = r + x + i;
-      a0 += c * load<f8>(p);
-      a1 += c * load<f8>(p + 8);
-      a2 += c * load<f8>(p + 16);
-      a3 += c * load<f8>(p + 24);
-    }
-    store(acc + x, a0);
-    store(acc + x + 8, a1);
-    store(acc + x + 16, a2);
-    store(acc + x + 24, a3);
-  }
+  for (; x + 64 <= w; x += 64)
+    taps_block<8>(r + x, k, taps, acc + x);
+  for (; x + 8 <= w; x += 8)
+    taps_block<1>(r + x, k, taps, acc + x);
   for (; x < w; ++x)
     for (int i = 0; i < taps; ++i)
       if (k[i] != 0.0f) acc[x] += k[i] * r[x + i];
@@ -317,22 +379,10 @@ KEL_CLONES void taps(const float *r, const float *k, int taps, int w, float *acc
 
 KEL_CLONES void column(const float *const *r, const float *c, int n, int w, float *acc) {
   int x = 0;
-  for (; x + 32 <= w; x += 32) {
-    f8 a0 = f8{}, a1 = f8{}, a2 = f8{}, a3 = f8{};
-    for (int j = 0; j < n; ++j) {
-      if (c[j] == 0.0f) continue;
-      const f8 cj = c[j] + f8{};
-      const float *p = r[j] + x;
-      a0 += cj * load<f8>(p);
-      a1 += cj * load<f8>(p + 8);
-      a2 += cj * load<f8>(p + 16);
-      a3 += cj * load<f8>(p + 24);
-    }
-    store(acc + x, a0);
-    store(acc + x + 8, a1);
-    store(acc + x + 16, a2);
-    store(acc + x + 24, a3);
-  }
+  for (; x + 64 <= w; x += 64)
+    column_block<8>(r, c, n, x, acc);
+  for (; x + 8 <= w; x += 8)
+    column_block<1>(r, c, n, x, acc);
   for (; x < w; ++x) {
     float a = 0;
     for (int j = 0; j < n; ++j)
@@ -344,23 +394,10 @@ KEL_CLONES void column(const float *const *r, const float *c, int n, int w, floa
 KEL_CLONES void taps_symmetric(const float *r, const float *k, int radius, int w, float *acc) {
   const float *mid = r + radius;
   int x = 0;
-  for (; x + 32 <= w; x += 32) {
-    const f8 c = k[0] + f8{};
-    f8 a0 = c * load<f8>(mid + x), a1 = c * load<f8>(mid + x + 8), a2 = c * load<f8>(mid + x + 16),
-       a3 = c * load<f8>(mid + x + 24);
-    for (int i = 1; i <= radius; ++i) {
-      const f8 ci = k[i] + f8{};
-      const float *lo = mid + x - i, *hi = mid + x + i;
-      a0 += ci * (load<f8>(lo) + load<f8>(hi));
-      a1 += ci * (load<f8>(lo + 8) + load<f8>(hi + 8));
-      a2 += ci * (load<f8>(lo + 16) + load<f8>(hi + 16));
-      a3 += ci * (load<f8>(lo + 24) + load<f8>(hi + 24));
-    }
-    store(acc + x, a0);
-    store(acc + x + 8, a1);
-    store(acc + x + 16, a2);
-    store(acc + x + 24, a3);
-  }
+  for (; x + 64 <= w; x += 64)
+    symmetric_block<8>(mid + x, k, radius, acc + x);
+  for (; x + 8 <= w; x += 8)
+    symmetric_block<1>(mid + x, k, radius, acc + x);
   for (; x < w; ++x) {
     float a = k[0] * mid[x];
     for (int i = 1; i <= radius; ++i)
@@ -373,29 +410,47 @@ KEL_CLONES void column_symmetric(const float *const *r, const float *k, int radi
                                  float *acc) {
   const float *const *mid = r + radius;
   int x = 0;
-  for (; x + 32 <= w; x += 32) {
-    const f8 c = k[0] + f8{};
-    f8 a0 = c * load<f8>(mid[0] + x), a1 = c * load<f8>(mid[0] + x + 8),
-       a2 = c * load<f8>(mid[0] + x + 16), a3 = c * load<f8>(mid[0] + x + 24);
-    for (int i = 1; i <= radius; ++i) {
-      const f8 ci = k[i] + f8{};
-      const float *lo = mid[-i] + x, *hi = mid[i] + x;
-      a0 += ci * (load<f8>(lo) + load<f8>(hi));
-      a1 += ci * (load<f8>(lo + 8) + load<f8>(hi + 8));
-      a2 += ci * (load<f8>(lo + 16) + load<f8>(hi + 16));
-      a3 += ci * (load<f8>(lo + 24) + load<f8>(hi + 24));
-    }
-    store(acc + x, a0);
-    store(acc + x + 8, a1);
-    store(acc + x + 16, a2);
-    store(acc + x + 24, a3);
-  }
+  for (; x + 64 <= w; x += 64)
+    column_symmetric_block<8>(mid, k, radius, x, acc);
+  for (; x + 8 <= w; x += 8)
+    column_symmetric_block<1>(mid, k, radius, x, acc);
   for (; x < w; ++x) {
     float a = k[0] * mid[0][x];
     for (int i = 1; i <= radius; ++i)
       a += k[i] * (mid[-i][x] + mid[i][x]);
     acc[x] = a;
   }
+}
+
+KEL_CLONES void widen_u8(const std::uint8_t *in, int w, float *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = static_cast<float>(in[x]);
+}
+KEL_CLONES void widen_u16(const std::uint16_t *in, int w, float *out) {
+  for (int x = 0; x < w; ++x)
+    out[x] = static_cast<float>(in[x]);
+}
+
+// The running column sums of the mean filter: col[x] += in[x] - out[x].
+KEL_CLONES void slide_column_u8(std::uint16_t *col, const std::uint8_t *in, const std::uint8_t *out,
+                                int w) {
+  for (int x = 0; x < w; ++x)
+    col[x] = static_cast<std::uint16_t>(col[x] + in[x] - out[x]);
+}
+KEL_CLONES void slide_column_u16(std::uint32_t *col, const std::uint16_t *in,
+                                 const std::uint16_t *out, int w) {
+  for (int x = 0; x < w; ++x)
+    col[x] = col[x] + in[x] - out[x];
+}
+
+// diff[x] = col[x + k - 1] - col[x - 1] for 1 <= x < w (modulo 2^32).
+KEL_CLONES void sum_steps_u16(const std::uint16_t *col, int w, int k, std::uint32_t *diff) {
+  for (int x = 1; x < w; ++x)
+    diff[x] = static_cast<std::uint32_t>(col[x + k - 1]) - static_cast<std::uint32_t>(col[x - 1]);
+}
+KEL_CLONES void sum_steps_u32(const std::uint32_t *col, int w, int k, std::uint32_t *diff) {
+  for (int x = 1; x < w; ++x)
+    diff[x] = col[x + k - 1] - col[x - 1];
 }
 
 KEL_CLONES void store_u8(const float *acc, int w, bool abs, std::uint8_t *out) {

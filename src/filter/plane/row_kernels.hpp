@@ -25,6 +25,20 @@ void column_symmetric(const float *const *r, const float *k, int radius, int w, 
 // weights skipped; acc starts at 0).
 void column(const float *const *r, const float *c, int n, int w, float *acc);
 
+// Column sums of the mean filter moved down one row: col[x] += in[x] -
+// out[x] (16-bit sums of BYTE rows, 32-bit sums of WORD rows).
+void slide_column_u8(std::uint16_t *col, const std::uint8_t *in, const std::uint8_t *out, int w);
+void slide_column_u16(std::uint32_t *col, const std::uint16_t *in, const std::uint16_t *out, int w);
+
+// Steps between neighbouring window sums of k columns: diff[x] =
+// col[x + k - 1] - col[x - 1] for 1 <= x < w, modulo 2^32.
+void sum_steps_u16(const std::uint16_t *col, int w, int k, std::uint32_t *diff);
+void sum_steps_u32(const std::uint32_t *col, int w, int k, std::uint32_t *diff);
+
+// out[x] = in[x] as float.
+void widen_u8(const std::uint8_t *in, int w, float *out);
+void widen_u16(const std::uint16_t *in, int w, float *out);
+
 // out[x] = v rounded half up into 0..top (top 255 or 65535), where
 // v = acc[x] limited to 0..top (abs: |acc[x]| limited to top; NaN as 0).
 void store_u8(const float *acc, int w, bool abs, std::uint8_t *out);

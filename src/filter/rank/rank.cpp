@@ -20,9 +20,11 @@ int rank_filter(const char *fn, const Image *src, Image *dst, int kx, int ky, in
   if (rank < 0 || rank >= n) return kel::fail(fn, KEL_ERR_ARGUMENT, "Rank out of range");
   const kel::Area a = kel::common_area(src, dst);
   if (int e = nb::need_window(fn, a, kx, ky)) return e;
-  // The networks stream through a ring of rows; the histograms re-read the
-  // rows that leave the window and need the source intact.
-  nb::Source s(src, dst, a, n <= nb::kNetworkMembers);
+  // The networks over a ring of rows stream; the networks of windows 3 or 5
+  // rows high read the source rows around each row directly, and the
+  // histograms re-read the rows that leave the window: those need the
+  // source intact.
+  nb::Source s(src, dst, a, n <= nb::kNetworkMembers && ky != 3 && ky != 5);
   if (n > nb::kNetworkMembers && src->type == BYTE)
     nb::rank_by_histogram(s.get(), dst, a, kx, ky, rank);
   else if (n > nb::kNetworkMembers)

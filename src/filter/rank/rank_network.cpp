@@ -94,10 +94,6 @@ bool column_pruning_fits(int kx, int ky) {
 
 }  // namespace
 
-std::vector<std::pair<int, int>> rank_network(int n, int rank) {
-  return reaching(batcher(n), n, rank);
-}
-
 std::vector<std::pair<int, int>> sorting_network(int n) {
   return batcher(n);
 }
@@ -126,16 +122,21 @@ void rank_by_network(const Image *src, Image *dst, Area a, int kx, int ky, int r
   std::vector<T> sorted(static_cast<std::size_t>(ky) * width);
   std::vector<T> v(static_cast<std::size_t>(n) * kBlock);
   for (int y = 0; y < a.dy; ++y) {
-    const T *in[kMaxSorted];
-    T *sorted_rows[kMaxSorted];
-    for (int j = 0; j < std::min(ky, kMaxSorted); ++j) {
-      in[j] = ring.get(y - sy.before + j, fill);
-      sorted_rows[j] = sorted.data() + static_cast<std::size_t>(j) * width;
-    }
-    if (ky == 3) {
-      rows::sort3(in, width, sorted_rows);
-    } else if (ky == 5) {
-      rows::sort5(in, width, sorted_rows);
+    if (ky == 3 || ky == 5) {
+      // Columns of 3 or 5 rows sort straight from the source rows into the
+      // middle of the padded rows; the padding repeats the edge columns.
+      const T *in[kMaxSorted];
+      T *sorted_rows[kMaxSorted];
+      for (int j = 0; j < ky; ++j) {
+        in[j] = row<const T>(src, std::clamp(y - sy.before + j, 0, a.dy - 1));
+        sorted_rows[j] = sorted.data() + static_cast<std::size_t>(j) * width + sx.before;
+      }
+      ky == 3 ? rows::sort3(in, a.dx, sorted_rows) : rows::sort5(in, a.dx, sorted_rows);
+      for (int j = 0; j < ky; ++j) {
+        T *r = sorted_rows[j];
+        std::fill(r - sx.before, r, r[0]);
+        std::fill(r + a.dx, r + a.dx + sx.after, r[a.dx - 1]);
+      }
     } else {
       for (int j = 0; j < ky; ++j) {
         const T *r = ring.get(y - sy.before + j, fill);

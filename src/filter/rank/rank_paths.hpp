@@ -15,10 +15,6 @@ namespace kel::nb {
 // Windows of up to this many members take the sorting network.
 constexpr int kNetworkMembers = 49;
 
-// Comparators (i, j), i < j, of a network that sorts n values; only those
-// that can affect position `rank` are kept.
-std::vector<std::pair<int, int>> rank_network(int n, int rank);
-
 // The comparators that select rank `rank` of a kx by ky window whose
 // columns arrive sorted (wire j * kx + i the j-th smallest of column i).
 std::vector<std::pair<int, int>> selection_network(int kx, int ky, int rank);
@@ -27,7 +23,8 @@ std::vector<std::pair<int, int>> selection_network(int kx, int ky, int rank);
 std::vector<std::pair<int, int>> sorting_network(int n);
 
 // The value of rank `rank` (0 = smallest) of the kx by ky window around each
-// pixel; `src` must not share pixels with `dst`.
+// pixel. `src` must not share pixels with `dst`, except that the network of
+// a window neither 3 nor 5 rows high may write over its own source rows.
 template <class T>
 void rank_by_network(const Image *src, Image *dst, Area a, int kx, int ky, int rank);
 void rank_by_histogram(const Image *src, Image *dst, Area a, int kx, int ky, int rank);

@@ -45,8 +45,13 @@ using RowSum = std::conditional_t<std::is_same_v<T, float>, double, std::uint32_
 // so that the additions do not wait for each other.
 template <class C, class S>
 void running_sums(const C *col, int w, int k, S *sums, S *diff) {
-  for (int x = 1; x < w; ++x)
-    diff[x] = static_cast<S>(col[x + k - 1]) - static_cast<S>(col[x - 1]);
+  if constexpr (std::is_same_v<C, std::uint16_t>)
+    rows::sum_steps_u16(col, w, k, diff);
+  else if constexpr (std::is_same_v<C, std::uint32_t>)
+    rows::sum_steps_u32(col, w, k, diff);
+  else
+    for (int x = 1; x < w; ++x)
+      diff[x] = static_cast<S>(col[x + k - 1]) - static_cast<S>(col[x - 1]);
   constexpr int kRuns = 4;
   const int len = (w + kRuns - 1) / kRuns;
   S s[kRuns];
@@ -93,17 +98,13 @@ void box_filter(const Image *src, Image *dst, Area a, int kx, int ky) {
   std::vector<C> col(static_cast<std::size_t>(w) + kx - 1, C(0));
   std::vector<S> sums(w), diff(w);
   C *mid = col.data() + sx.before;
-  auto add_row = [&](int y, bool add) {
-    const T *p = row<const T>(src, std::clamp(y, 0, h - 1));
-    if (add)
-      for (int x = 0; x < w; ++x)
-        mid[x] = static_cast<C>(mid[x] + p[x]);
-    else
-      for (int x = 0; x < w; ++x)
-        mid[x] = static_cast<C>(mid[x] - p[x]);
-  };
-  for (int j = -sy.before; j <= sy.after; ++j)
-    add_row(j, true);
+  // The sums of the first window's rows, then each step down adds the row
+  // that enters and removes the row that leaves.
+  for (int j = -sy.before; j <= sy.after; ++j) {
+    const T *p = row<const T>(src, std::clamp(j, 0, h - 1));
+    for (int x = 0; x < w; ++x)
+      mid[x] = static_cast<C>(mid[x] + p[x]);
+  }
   const std::uint32_t n = static_cast<std::uint32_t>(kx) * static_cast<std::uint32_t>(ky);
   const Divider divide(n);
   // Means of integer sums below 2^24 take the vector division.
@@ -111,8 +112,15 @@ void box_filter(const Image *src, Image *dst, Area a, int kx, int ky) {
       !std::is_same_v<T, float> && (static_cast<double>(top_of<T>()) + 1) * n < 16777216.0;
   for (int y = 0; y < h; ++y) {
     if (y > 0) {
-      add_row(y + sy.after, true);
-      add_row(y - 1 - sy.before, false);
+      const T *in = row<const T>(src, std::min(y + sy.after, h - 1));
+      const T *out = row<const T>(src, std::max(y - 1 - sy.before, 0));
+      if constexpr (std::is_same_v<T, std::uint8_t>)
+        rows::slide_column_u8(mid, in, out, w);
+      else if constexpr (std::is_same_v<T, std::uint16_t>)
+        rows::slide_column_u16(mid, in, out, w);
+      else
+        for (int x = 0; x < w; ++x)
+          mid[x] += static_cast<double>(in[x]) - out[x];
     }
     for (int i = 0; i < sx.before; ++i)
       col[i] = mid[0];
