@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <string>
@@ -28,7 +29,8 @@ inline ImagePtr random_bytes(int dx, int dy, std::uint32_t seed = 1) {
   ImagePtr img(im_create(BYTE, dx, dy));
   std::mt19937 gen(seed);
   auto *p = static_cast<std::uint8_t *>(img->data);
-  for (std::size_t i = 0; i < std::size_t(dx) * dy; ++i) p[i] = static_cast<std::uint8_t>(gen());
+  for (std::size_t i = 0; i < std::size_t(dx) * dy; ++i)
+    p[i] = static_cast<std::uint8_t>(gen());
   return img;
 }
 
@@ -48,6 +50,19 @@ void register_sizes(const std::string &name, const std::string &impl, Fn fn) {
         ->Unit(benchmark::kMicrosecond)
         ->UseRealTime();
   }
+}
+
+// Registers "<name>/memcpy/<size>": a copy of the bytes of one n x n image
+// of `bytes_per_pixel`, the distance to the memory limit.
+inline void register_memcpy(const std::string &name, int bytes_per_pixel = 1) {
+  register_sizes(name, "memcpy", [bytes_per_pixel](benchmark::State &st, int n) {
+    const std::size_t bytes = std::size_t(n) * n * bytes_per_pixel;
+    std::unique_ptr<std::uint8_t[]> a(new std::uint8_t[bytes]()), b(new std::uint8_t[bytes]());
+    for (auto _ : st) {
+      std::memcpy(b.get(), a.get(), bytes);
+      benchmark::ClobberMemory();
+    }
+  });
 }
 
 }  // namespace kb

@@ -57,6 +57,8 @@ const bool registered = [] {
     for (auto _ : st)
       benchmark::DoNotOptimize(cv::moments(m));
   });
+  for (const char *name : {"project_columns", "project_rows", "moments"})
+    kb::register_memcpy(name);
   return true;
 }();
 

@@ -45,6 +45,8 @@ const bool registered = [] {
       benchmark::DoNotOptimize(out.data);
     }
   });
+  for (const char *name : {"otsu", "adaptive_mean_15"})
+    kb::register_memcpy(name);
   return true;
 }();
 
