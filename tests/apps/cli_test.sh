@@ -2,16 +2,7 @@
 # Runs the kelkit tool end to end on generated images and checks exit codes
 # and key figures of its JSON output.
 set -u
-kelkit="$1"; make_sample="$2"; work="$3"
-rm -rf "$work"; mkdir -p "$work"
-failures=0
-check() {  # check NAME CONDITION...
-  local name="$1"; shift
-  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
-}
-json_field() {  # json_field FILE KEY -> value
-  python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[sys.argv[2]])' "$1" "$2"
-}
+source "$(dirname "$0")/cli_common.sh"
 
 "$kelkit" --help > "$work/help.txt"; rc=$?
 check "help exits 0" test $rc -eq 0

@@ -4,16 +4,7 @@
 # barrel distortion) are calibrated, and distances are measured back in
 # world units through the calibration file.
 set -u
-kelkit="$1"; make_sample="$2"; work="$3"
-rm -rf "$work"; mkdir -p "$work"
-failures=0
-check() {  # check NAME CONDITION...
-  local name="$1"; shift
-  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
-}
-json_field() {  # json_field FILE KEY -> value
-  python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[sys.argv[2]])' "$1" "$2"
-}
+source "$(dirname "$0")/cli_common.sh"
 near() {  # near VALUE EXPECTED TOLERANCE
   python3 -c 'import sys; v,e,t=map(float,sys.argv[1:]); sys.exit(0 if abs(v-e)<=t else 1)' "$@"
 }

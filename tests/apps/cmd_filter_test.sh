@@ -3,16 +3,7 @@
 # size with --size, --sigma and --se, exact agreements between operators,
 # and the refusals of impossible requests.
 set -u
-kelkit="$1"; make_sample="$2"; work="$3"
-rm -rf "$work"; mkdir -p "$work"
-failures=0
-check() {  # check NAME CONDITION...
-  local name="$1"; shift
-  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
-}
-json_field() {  # json_field FILE KEY -> value
-  python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[sys.argv[2]])' "$1" "$2"
-}
+source "$(dirname "$0")/cli_common.sh"
 run() {  # run NAME ARGS... : filter NAME into $work/NAME.png with JSON in $work/NAME.json
   local tag="$1"; shift
   "$kelkit" filter "$@" --json > "$work/$tag.json" 2> "$work/$tag.err"

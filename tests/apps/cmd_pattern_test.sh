@@ -2,14 +2,7 @@
 # kelkit pattern end to end: each pattern is written and reads back with the
 # levels its formula gives; unknown patterns and types are refused.
 set -u
-kelkit="$1"; work="$3"
-rm -rf "$work"; mkdir -p "$work"
-failures=0
-check() {  # check NAME CONDITION...
-  local name="$1"; shift
-  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
-}
-json_field() { python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[sys.argv[2]])' "$1" "$2"; }
+source "$(dirname "$0")/cli_common.sh"
 
 for p in checkerboard gaussian wedge bars grid wave; do
   "$kelkit" pattern $p "$work/$p.png" --width 64 --height 48; rc=$?

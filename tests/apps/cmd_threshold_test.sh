@@ -2,14 +2,7 @@
 # Automatic levels of threshold, blobs and label (--t otsu|isodata|melt|
 # adaptive) end to end on a two-level board, and the pixel count at --high.
 set -u
-kelkit="$1"; work="$3"
-rm -rf "$work"; mkdir -p "$work"
-failures=0
-check() {  # check NAME CONDITION...
-  local name="$1"; shift
-  if "$@"; then echo "ok   $name"; else echo "FAIL $name"; failures=$((failures + 1)); fi
-}
-json_field() { python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))[sys.argv[2]])' "$1" "$2"; }
+source "$(dirname "$0")/cli_common.sh"
 
 # 4 x 4 squares of 16 pixels at 40 and 200: 8 bright squares, half the pixels.
 "$kelkit" pattern checkerboard "$work/board.png" --width 64 --height 64 --square 16 \
