@@ -9,7 +9,10 @@
 
 #include <cstring>
 
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// The clones are chosen by an ifunc resolver while the library loads; under
+// ThreadSanitizer that runs before the sanitizer's runtime and crashes, so a
+// thread-sanitized build keeps the baseline kernels only.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
 #define KEL_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define KEL_CLONES
