@@ -29,7 +29,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMP
 # target:corpus folder under tests/fuzz
 all=(image_file_fuzzer:corpus contour_file_fuzzer:contour_corpus
      crawler_file_fuzzer:crawler_corpus calibration_file_fuzzer:calibration_corpus
-     storage_fuzzer:storage_corpus)
+     storage_fuzzer:storage_corpus search_block_fuzzer:search_block_corpus)
 chosen=()
 for entry in "${all[@]}"; do
   if (($# == 0)) || [[ " $* " == *" ${entry%%:*} "* ]]; then chosen+=("$entry"); fi
